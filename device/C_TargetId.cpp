@@ -1,0 +1,3 @@
+#include "device/C_TargetId.h"
+
+C_TargetId::~C_TargetId() = default;

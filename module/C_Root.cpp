@@ -1,0 +1,25 @@
+#include "module/C_Root.h"
+
+#include "module/C_Driver.h"
+
+C_Root::C_Root() : m_driver(nullptr) {}
+
+C_Root::~C_Root() {
+  delete m_driver;  // before the children that it created
+  m_driver = nullptr;
+}
+
+bool C_Root::Init() { return m_driver ? m_driver->Init() : false; }
+
+bool C_Root::FindChildren() { return m_driver ? m_driver->FindRootChildren(this) : false; }
+
+int C_Root::ForwardCommand(Driver::S_Command* i_command, C_Device* i_origin) {
+  return m_driver ? m_driver->ForwardCommand(i_command, i_origin) : 0;
+}
+
+void C_Root::Cleanup() {
+  for (T_Children::iterator it = ChildrenBegin(); it != ChildrenEnd(); ++it) {
+    if (*it) (*it)->Cleanup();
+  }
+  m_driver->Cleanup();
+}

@@ -1,0 +1,3 @@
+#include "module/C_VekDevice.h"
+
+C_VekDevice::~C_VekDevice() = default;
