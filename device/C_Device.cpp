@@ -54,16 +54,19 @@ void C_Device::AddAttribute(const std::string& i_name, const std::string& i_valu
   m_attributes[i_name] = i_value;
 }
 
+// The value is passed widened to long: formats with and without the "l"
+// length modifier (the identity attributes use "%#02lX") then read it right
+// on every platform.
 void C_Device::AddAttribute(const std::string& i_name, int i_value, const char* i_format) {
   char buffer[64];
-  std::snprintf(buffer, sizeof buffer, i_format, i_value);
+  std::snprintf(buffer, sizeof buffer, i_format, static_cast<long>(i_value));
   AddAttribute(i_name, std::string(buffer));
 }
 
 void C_Device::AddAttribute(const std::string& i_name, unsigned int i_value,
                             const char* i_format) {
   char buffer[64];
-  std::snprintf(buffer, sizeof buffer, i_format, i_value);
+  std::snprintf(buffer, sizeof buffer, i_format, static_cast<unsigned long>(i_value));
   AddAttribute(i_name, std::string(buffer));
 }
 
