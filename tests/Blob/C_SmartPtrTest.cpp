@@ -168,13 +168,6 @@ TEST_F(C_SmartPtrTest, CustomDeleterRunsWhenLastPointerGoes) {
   EXPECT_EQ(s_deletedInstance, &object);
 }
 
-TEST_F(C_SmartPtrTest, NullInstanceOrNodeGivesEmptyPointer) {
-  C_SmartPtr<S_Counted> fromInstance(static_cast<S_Counted*>(nullptr));
-  C_SmartPtr<S_Counted> fromNode(static_cast<C_ReferenceCounter<S_Counted>*>(nullptr));
-  EXPECT_TRUE(fromInstance.IsNull());
-  EXPECT_FALSE(static_cast<bool>(fromNode));
-}
-
 // The library's own instantiations (char, C_MPData) behave the same.
 TEST_F(C_SmartPtrTest, ExportedInstantiations) {
   C_SmartPtr<char> letter(new char('x'));

@@ -39,18 +39,6 @@ TEST(C_HexConverterTest, LinesByLength) {
   }
 }
 
-TEST(C_HexConverterTest, EveryLineHasTheSameWidth) {
-  std::string dump = Dump(Range(0x00, 29));
-  std::string::size_type start = 0;
-  int lines = 0;
-  for (std::string::size_type end; (end = dump.find('\n', start)) != std::string::npos; start = end + 1) {
-    EXPECT_EQ(end - start, 44u) << "line " << lines;
-    ++lines;
-  }
-  EXPECT_EQ(lines, 4);
-  EXPECT_EQ(start, dump.size()) << "ends with a line feed";
-}
-
 TEST(C_HexConverterTest, NonPrintableBytesShowAsDots) {
   EXPECT_EQ(Dump({0x0A, 0x00, 0x7F, 0x80, 0xFF, 0x20, 0x7E, 0x1F}),
             "00000000: 0A 00 7F 80 FF 20 7E 1F : ..... ~.\n");

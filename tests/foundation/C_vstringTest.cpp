@@ -13,14 +13,4 @@ TEST(C_vstringTest, FormatReplacesAppendFormatAppends) {
   EXPECT_EQ(text, "0000001a|ab|-3+z");
 }
 
-TEST(C_vstringTest, LongResultsAreNotCut) {
-  std::string long_text(5000, 'q');
-  C_vstring text;
-  text.Format("<%s>", long_text.c_str());
-  EXPECT_EQ(text.size(), 5002u);
-  EXPECT_EQ(text.back(), '>');
-  text.AppendFormat("%s", long_text.c_str());
-  EXPECT_EQ(text.size(), 10002u);
-}
-
 }  // namespace
