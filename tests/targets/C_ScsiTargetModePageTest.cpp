@@ -103,8 +103,8 @@ TEST_F(ModePageTest, ModeSelectWholePage) {
     std::uint8_t length;
     std::map<int, std::uint8_t> changed;
   } cases[] = {
-      // L = 3: at most L + 1 = 4 values are stored; the page code argument
-      // never reaches the drive.
+      // L = 3: at most L + 1 = 4 values are stored, the last one past the
+      // L + 14 bytes sent; the page code argument never reaches the drive.
       {{"0x3F", "3", "1", "2", "3", "4", "5", "6"}, 3, {{14, 1}, {15, 2}, {16, 3}, {17, 4}}},
       {{"0x3F", "4", "9"}, 4, {{14, 9}}},
       {{"0x3F", "0"}, 0, {}},
