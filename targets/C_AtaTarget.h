@@ -107,7 +107,7 @@ class VEK_API C_AtaTarget : public C_ScsiDevice {
   std::string GetCtlrId() const { return m_controllerId; }
 
   // The IDENTIFY DEVICE data of the last Inquiry.
-  static const unsigned int IDENTIFY_LENGTH = 512;
+  static constexpr unsigned int IDENTIFY_LENGTH = 512;
   const std::uint8_t* GetIdentifyData() const { return m_identify; }
 
  private:

@@ -31,8 +31,8 @@ class C_Device;
 // driver's).
 class VEK_API C_CommandBlock {
  public:
-  static const std::uint32_t SCSI_SENSE_LENGTH = 255;
-  static const std::uint32_t ATA_SENSE_LENGTH = 40;
+  static constexpr std::uint32_t SCSI_SENSE_LENGTH = 255;
+  static constexpr std::uint32_t ATA_SENSE_LENGTH = 40;
 
   // i_senseLength 0: no sense buffer; larger than 255 is cut to 255.
   C_CommandBlock(std::uint8_t* i_block, std::uint8_t i_blockLength, void* i_data,

@@ -187,7 +187,7 @@ class VEK_API C_ScsiTarget : public C_ScsiDevice {
   int GetScsiAddress(scsi::S_Address* o_address);
 
   // The standard INQUIRY data of the last Inquiry (zero after a failed one).
-  static const unsigned int INQUIRY_LENGTH = 56;
+  static constexpr unsigned int INQUIRY_LENGTH = 56;
   const std::uint8_t* GetInquiryData() const { return m_inquiry; }
 
  private:

@@ -2,6 +2,7 @@
 
 #include "targets/C_ScsiTarget.h"
 
+#include <cstddef>
 #include <cstring>
 #include <memory>
 
@@ -61,6 +62,27 @@ TEST_F(ScsiTargetTest, InquiryBlocksAndIdentityAttributes) {
   EXPECT_EQ("ZQ05", m_target->GetActiveFwRev().Get());
   EXPECT_EQ("  SN01234567", Attr("SerialNumber"));  // as returned, untrimmed
   EXPECT_EQ(0u, m_target->GetDeviceType());
+}
+
+// The 8-bit fields own a whole slot; the rest of the slot goes out as 0.
+TEST_F(ScsiTargetTest, RecordPaddingIsZero) {
+  bool checked = false;
+  m_driver->Reply(C_ScriptedDriver::Any(),
+                  C_ScriptedDriver::Handler([&](Driver::S_Command& command, const T_Recorded&) {
+                    const std::uint8_t* raw = reinterpret_cast<const std::uint8_t*>(&command);
+                    for (std::size_t i = offsetof(Driver::S_Command, cdbLength) + 1;
+                         i < offsetof(Driver::S_Command, dataBuffer); ++i) {
+                      EXPECT_EQ(0, raw[i]) << "byte " << i;
+                    }
+                    for (std::size_t i = offsetof(Driver::S_Command, direction) + 1;
+                         i < offsetof(Driver::S_Command, requestType); ++i) {
+                      EXPECT_EQ(0, raw[i]) << "byte " << i;
+                    }
+                    checked = true;
+                    return 0;
+                  }));
+  EXPECT_EQ(0, Call({"TestUnitReady"}));
+  EXPECT_TRUE(checked);
 }
 
 TEST_F(ScsiTargetTest, IdentityFieldsKeepAllButTrailingBlanks) {
