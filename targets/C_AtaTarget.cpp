@@ -211,3 +211,7 @@ int C_AtaTarget::GetVitalProductData(int i_page, void* o_buffer, unsigned int i_
                        Driver::REQUEST_DEVICE);
   return ExecuteCommand(block.Get());
 }
+
+C_SmartPtr<C_MPData> C_AtaTarget::GetMPData() { return C_SmartPtr<C_MPData>(); }
+
+void C_AtaTarget::SetMPData(C_SmartPtr<C_MPData> i_data) { i_data.Release(); }

@@ -7,6 +7,7 @@
 #include "device/C_FirmwareRev.h"
 #include "device/C_ProductId.h"
 #include "device/C_ScsiDevice.h"
+#include "targets/C_MPData.h"
 #include "targets/S_Command.h"
 
 // One ATA disk behind an array controller. It offers the same thirteen named
@@ -97,6 +98,10 @@ class VEK_API C_AtaTarget : public C_ScsiDevice {
   // low 8 bits each. Single route; 0 or the failing code.
   virtual int DoWriteBuffer(int i_mode, const char* i_image, unsigned int i_offset,
                             unsigned int i_length, unsigned int i_flags);
+  // Mode-page data a derived target may keep; this target keeps none: the
+  // getter answers an empty pointer and the setter releases what it is given.
+  virtual C_SmartPtr<C_MPData> GetMPData();
+  virtual void SetMPData(C_SmartPtr<C_MPData> i_data);
   virtual int OpExecuteCommand(int argc, const char** argv);
 
   // The SCSI target's INQUIRY with EVPD, sent through ExecuteCommand.

@@ -245,3 +245,7 @@ int C_ScsiTarget::GetScsiAddress(scsi::S_Address* o_address) {
                        Driver::COMMAND_FLAG_40, Driver::DIRECTION_IN, Driver::REQUEST_CONTROL);
   return block.Forward(this);
 }
+
+C_SmartPtr<C_MPData> C_ScsiTarget::GetMPData() { return C_SmartPtr<C_MPData>(); }
+
+void C_ScsiTarget::SetMPData(C_SmartPtr<C_MPData> i_data) { i_data.Release(); }

@@ -7,6 +7,7 @@
 #include "device/C_FirmwareRev.h"
 #include "device/C_ProductId.h"
 #include "device/C_ScsiDevice.h"
+#include "targets/C_MPData.h"
 #include "targets/S_Command.h"
 
 // One SCSI disk below a controller. The driver creates it, attaches it with
@@ -173,6 +174,10 @@ class VEK_API C_ScsiTarget : public C_ScsiDevice {
   // block. 0 or the failing code; 1029 without a parent.
   virtual int DoWriteBuffer(int i_mode, const char* i_image, unsigned int i_offset,
                             unsigned int i_length, unsigned int i_flags);
+  // Mode-page data a derived target may keep; this target keeps none: the
+  // getter answers an empty pointer and the setter releases what it is given.
+  virtual C_SmartPtr<C_MPData> GetMPData();
+  virtual void SetMPData(C_SmartPtr<C_MPData> i_data);
   // "ExecuteCommand" (see above).
   virtual int OpExecuteCommand(int argc, const char** argv);
 

@@ -8,6 +8,8 @@
 
 #include "TargetTest.h"
 #include "foundation/StringUtil.h"
+#include "targets/C_AtaTarget.h"
+#include "targets/C_MPData.h"
 
 namespace {
 
@@ -563,6 +565,22 @@ TEST(ScsiTargetDetached, EveryCommandAnswersNoParent) {
   EXPECT_EQ(NO_PARENT, target.GetScsiAddress(&address));
   EXPECT_EQ("", target.GetSerialNumber());
   EXPECT_TRUE(target.GetAttributes().empty());
+}
+
+}  // namespace
+
+namespace {
+
+// Plain targets keep no mode-page data: what they are given is released.
+TEST(C_TargetMPDataTest, TargetsKeepNoModePageData) {
+  C_SmartPtr<C_MPData> data(new C_MPData(0x08, C_Blob("\x08\x02\x04\x00", 4, false)));
+  C_ScsiTarget scsi;
+  C_AtaTarget ata("E0300A57", 1);
+  scsi.SetMPData(data);
+  ata.SetMPData(data);
+  EXPECT_EQ(data.GetReferenceCount(), 1);
+  EXPECT_TRUE(scsi.GetMPData().IsNull());
+  EXPECT_TRUE(ata.GetMPData().IsNull());
 }
 
 }  // namespace
