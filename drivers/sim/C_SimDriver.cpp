@@ -1,0 +1,215 @@
+#include "drivers/sim/C_SimDriver.h"
+
+#include <chrono>
+#include <thread>
+
+#if __has_include("ddff/C_DeferScsiTarget.h")
+#include "ddff/C_DeferScsiTarget.h"
+#define VEK_SIM_HAVE_DEFER 1
+#endif
+#include "device/C_QarnTargetId.h"
+#include "drivers/sim/C_SimController.h"
+#include "drivers/sim/C_SimTargetId.h"
+#include "drivers/sim/N_SimSense.h"
+#include "module/C_Root.h"
+#include "targets/C_AtaTarget.h"
+#include "targets/C_ScsiTarget.h"
+
+namespace {
+
+// The controller id the array reports for its ATA drives, and their type.
+const char ATA_CONTROLLER_ID[] = "E0300A57";
+const int ATA_DRIVE_TYPE = 0x09;
+
+S_SimFleet InitialFleet(const C_SimDriver::S_Options& i_options) {
+  return i_options.fleetPath.empty() ? S_SimFleet::Default()
+                                     : C_SimStore::ReadFleetFile(i_options.fleetPath);
+}
+
+std::string DriveKey(const std::string& i_controller, int i_drive) {
+  return i_controller + ":" + std::to_string(i_drive);
+}
+
+}  // namespace
+
+C_SimDriver::C_SimDriver(const S_Options& i_options)
+    : C_Driver(0x5131),
+      m_store(i_options.statePath.empty() ? C_SimStore::DefaultPath() : i_options.statePath,
+              InitialFleet(i_options)),
+      m_sleep([](unsigned i_ms) { std::this_thread::sleep_for(std::chrono::milliseconds(i_ms)); }) {
+  SetName("vek simulated controller");
+  SetVersion("1.0");
+  SetMinVersion("1.0");
+}
+
+C_SimDriver::~C_SimDriver() = default;
+
+bool C_SimDriver::Init() {
+  try {
+    m_store.Update([](S_SimFleet&) { return false; });  // creates a missing state
+    return true;
+  } catch (const std::exception& e) {
+    m_lastError = e.what();
+    return false;
+  }
+}
+
+void C_SimDriver::Cleanup() {}
+
+void C_SimDriver::CleanupDevice(C_Device* i_device) {
+  {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_nodes.erase(i_device);
+  }
+  C_Driver::CleanupDevice(i_device);
+}
+
+S_SimFleet C_SimDriver::ReadState() { return m_store.Read(); }
+
+void C_SimDriver::ResetState() {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  m_driveTransient.clear();
+  m_arrayTransient.clear();
+  m_store.Reset();
+}
+
+bool C_SimDriver::FindRootChildren(C_Root* i_root) {
+  S_SimFleet fleet = m_store.Read();
+  for (const S_SimController& record : fleet.controllers) {
+    bool known = false;
+    {
+      std::lock_guard<std::mutex> lock(m_mutex);
+      for (const auto& node : m_nodes) {
+        known = known || (node.second.drive < 0 && node.second.controller == record.name);
+      }
+    }
+    if (known) continue;
+    C_SimController* controller = new C_SimController(this, record);
+    controller->SetParent(i_root);
+    controller->SetTargetId(new C_SimTargetId(record.name));
+    {
+      std::lock_guard<std::mutex> lock(m_mutex);
+      m_nodes[controller] = S_Node{record.name, -1};
+    }
+    controller->Init();
+  }
+  return true;
+}
+
+bool C_SimDriver::FindDeviceChildren(C_Device* i_device) {
+  std::string name;
+  {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_nodes.find(i_device);
+    if (it == m_nodes.end() || it->second.drive >= 0) return true;  // drives have no children
+    name = it->second.controller;
+  }
+  S_SimFleet fleet = m_store.Read();
+  const S_SimController* record = fleet.FindController(name);
+  if (!record) return true;
+  for (const S_SimDrive& drive : record->drives) {
+    bool known = false;
+    {
+      std::lock_guard<std::mutex> lock(m_mutex);
+      for (const auto& node : m_nodes) {
+        known = known || (node.second.controller == name && node.second.drive == drive.number);
+      }
+    }
+    if (!known) CreateDrive(i_device, *record, drive);
+  }
+  return true;
+}
+
+C_Device* C_SimDriver::CreateDrive(C_Device* i_controller, const S_SimController& i_record,
+                                   const S_SimDrive& i_drive) {
+  C_Device* device;
+  C_TargetId* id;
+  if (i_drive.kind == "ata") {
+    device = new C_AtaTarget(ATA_CONTROLLER_ID, ATA_DRIVE_TYPE);
+#ifdef VEK_SIM_HAVE_DEFER
+  } else if (i_drive.kind == "deferred") {
+    device = new C_DeferScsiTarget();
+#endif
+  } else {
+    device = new C_ScsiTarget();
+  }
+  if (i_record.kind == "array") {
+    id = new C_QarnTargetId(i_record.name, static_cast<unsigned char>(i_drive.number));
+  } else {
+    id = new C_SimTargetId(DriveKey(i_record.name, i_drive.number));
+  }
+  device->SetParent(i_controller);
+  device->SetTargetId(id);
+  device->SetBMICIndex(static_cast<unsigned char>(i_drive.number));
+  {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_nodes[device] = S_Node{i_record.name, i_drive.number};
+  }
+  device->Init();
+  return device;
+}
+
+int C_SimDriver::PerformLocked(S_SimFleet& io_fleet, const S_Node& i_node,
+                               Driver::S_Command& io_command, bool& o_changed) {
+  S_SimController* controller = io_fleet.FindController(i_node.controller);
+  if (!controller) return N_SimSense::TRANSPORT_ERROR;
+  if (io_command.requestType == Driver::REQUEST_CONTROLLER) {
+    if (controller->kind != "array") return N_SimSense::TRANSPORT_ERROR;
+    C_SimArray array(*controller, m_arrayTransient[controller->name], m_store.DataDirectory());
+    return array.Execute(io_command, o_changed);
+  }
+  S_SimDrive* drive = io_fleet.FindDrive(i_node.controller, i_node.drive);
+  if (!drive) return N_SimSense::TRANSPORT_ERROR;
+  C_SimDrive model(*drive, m_driveTransient[DriveKey(i_node.controller, i_node.drive)]);
+  return model.Execute(io_command, o_changed);
+}
+
+int C_SimDriver::ForwardCommand(Driver::S_Command* i_command, C_Device* i_device) {
+  if (!i_command) return N_SimSense::TRANSPORT_ERROR;
+  int result = N_SimSense::TRANSPORT_ERROR;
+  {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto it = m_nodes.find(i_device);
+    if (it != m_nodes.end()) {
+      S_Node node = it->second;
+      m_store.Update([&](S_SimFleet& io_fleet) {
+        bool changed = false;
+        result = PerformLocked(io_fleet, node, *i_command, changed);
+        return changed;
+      });
+    }
+  }
+  if (m_observer) m_observer(*i_command, i_device, result);
+  return result;
+}
+
+int C_SimDriver::RestartController(const std::string& i_name) {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  int count = -1;
+  m_store.Update([&](S_SimFleet& io_fleet) {
+    S_SimController* controller = io_fleet.FindController(i_name);
+    if (!controller || controller->kind != "array") return false;
+    bool changed = false;
+    C_SimArray array(*controller, m_arrayTransient[i_name], m_store.DataDirectory());
+    auto run = [&](int i_drive, Driver::S_Command& io_command) {
+      S_SimDrive* drive = io_fleet.FindDrive(i_name, i_drive);
+      if (!drive) return static_cast<int>(N_SimSense::TRANSPORT_ERROR);
+      bool driveChanged = false;
+      C_SimDrive model(*drive, m_driveTransient[DriveKey(i_name, i_drive)]);
+      int result = model.Execute(io_command, driveChanged);
+      changed = changed || driveChanged;
+      return result;
+    };
+    auto reset = [&](int i_drive) {
+      for (S_SimDrive& drive : controller->drives) {
+        if (i_drive >= 0 && drive.number != i_drive) continue;
+        bool driveChanged = false;
+        C_SimDrive(drive, m_driveTransient[DriveKey(i_name, drive.number)]).Reset(driveChanged);
+        changed = true;
+      }
+    };
+    count = array.RunPending(run, reset, m_sleep, changed);
+    return changed;
+  });
+  return count;
+}

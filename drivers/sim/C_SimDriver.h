@@ -1,0 +1,92 @@
+#ifndef VEK_DRIVERS_SIM_C_SIMDRIVER_H
+#define VEK_DRIVERS_SIM_C_SIMDRIVER_H
+
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+
+#include "drivers/sim/C_SimArray.h"
+#include "drivers/sim/C_SimDrive.h"
+#include "drivers/sim/C_SimStore.h"
+#include "module/C_Driver.h"
+
+class C_EntityNode;
+
+// The simulated controller driver: a storage system of host bus adapters and
+// array controllers whose drives behave like drives, kept in a state file so
+// that separate processes see one another's work ("flash now, look later").
+//
+// Discovery: the root's children are the controllers (C_SimController); a
+// controller's children are its drives: C_ScsiTarget on a host bus adapter;
+// C_AtaTarget (controller id "E0300A57") and C_DeferScsiTarget behind an
+// array, each with a C_QarnTargetId carrying its number. Existing devices
+// are kept at every discovery; new ones are added and Init'ed.
+//
+// Commands: request type 1 and 3 go to the drive's model (C_SimDrive),
+// request type 2 to its array controller (C_SimArray). Results are 0 or the
+// codes of N_SimSense (1034 check condition, 1035 no answer, 1036 busy).
+// Every command is one transaction on the state file.
+//
+// Threads: several host threads may use several drives at once; the
+// driver's state is locked per command. The observer is called outside the
+// lock, on the thread that sent the command.
+class C_SimDriver : public C_Driver {
+ public:
+  struct S_Options {
+    std::string statePath;  // empty: C_SimStore::DefaultPath()
+    std::string fleetPath;  // empty: the built-in fleet
+  };
+  // Sees each command block as it completes: the block, its origin, result.
+  typedef std::function<void(const Driver::S_Command&, C_Device*, int)> T_Observer;
+
+  // Throws C_SimStore::C_Error when the fleet file cannot be used.
+  explicit C_SimDriver(const S_Options& i_options);
+  ~C_SimDriver() override;
+
+  // Reads the state (creating it from the fleet when missing). False when
+  // the state file cannot be used; LastError() says why.
+  bool Init() override;
+  void Cleanup() override;
+  void CleanupDevice(C_Device* i_device) override;
+  int ForwardCommand(Driver::S_Command* i_command, C_Device* i_device) override;
+  bool FindRootChildren(C_Root* i_root) override;
+  bool FindDeviceChildren(C_Device* i_device) override;
+
+  // Restarts an array controller: its agent runs the pending deferred
+  // requests. Returns how many ran; -1 for an unknown controller or one
+  // that is not an array.
+  int RestartController(const std::string& i_name);
+  // Returns the simulated hardware to the initial fleet.
+  void ResetState();
+  S_SimFleet ReadState();
+  const std::string& StatePath() const { return m_store.Path(); }
+  const std::string& LastError() const { return m_lastError; }
+
+  void SetObserver(const T_Observer& i_observer) { m_observer = i_observer; }
+  // Replaces the real sleep of the agent's sleep instructions and repeat
+  // delays (tests).
+  void SetSleep(const std::function<void(unsigned)>& i_sleep) { m_sleep = i_sleep; }
+
+ private:
+  struct S_Node {
+    std::string controller;
+    int drive;  // -1 for the controller itself
+  };
+
+  C_Device* CreateDrive(C_Device* i_controller, const S_SimController& i_record,
+                        const S_SimDrive& i_drive);
+  int PerformLocked(S_SimFleet& io_fleet, const S_Node& i_node, Driver::S_Command& io_command,
+                    bool& o_changed);
+
+  C_SimStore m_store;
+  std::mutex m_mutex;
+  std::map<C_Device*, S_Node> m_nodes;
+  std::map<std::string, C_SimDrive::S_Transient> m_driveTransient;
+  std::map<std::string, C_SimArray::S_Transient> m_arrayTransient;
+  T_Observer m_observer;
+  std::function<void(unsigned)> m_sleep;
+  std::string m_lastError;
+};
+
+#endif

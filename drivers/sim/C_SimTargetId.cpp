@@ -1,0 +1,3 @@
+#include "drivers/sim/C_SimTargetId.h"
+
+C_SimTargetId::~C_SimTargetId() = default;

@@ -1,0 +1,15 @@
+#include "drivers/sim/N_SimSense.h"
+
+namespace N_SimSense {
+
+std::vector<std::uint8_t> Fixed(std::uint8_t i_key, std::uint8_t i_asc, std::uint8_t i_ascq) {
+  std::vector<std::uint8_t> sense(18, 0);
+  sense[0] = 0x70;
+  sense[2] = i_key & 0x0F;
+  sense[7] = 10;
+  sense[12] = i_asc;
+  sense[13] = i_ascq;
+  return sense;
+}
+
+}  // namespace N_SimSense

@@ -1,0 +1,171 @@
+#include "drivers/sim/C_SimDriver.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "SimFleetTest.h"
+#include "drivers/sim/C_SimFirmwareImage.h"
+#include "drivers/sim/N_SimSense.h"
+#include "host/C_Exception.h"
+
+namespace {
+
+typedef std::vector<std::uint8_t> T_Bytes;
+
+T_Bytes Image(const std::string& i_product, const std::string& i_revision) {
+  return C_SimFirmwareImage::Build(i_product, i_revision,
+                                   C_SimFirmwareImage::SamplePayload(i_product, i_revision, 70000));
+}
+
+class C_SimDriverTest : public ::testing::Test {
+ protected:
+  std::string StatePath() const { return m_dir.File("state.json"); }
+  C_TempDir m_dir;
+  C_NoSleep m_noSleep;
+};
+
+TEST_F(C_SimDriverTest, DefaultFleetEnumeratesWithIdentities) {
+  C_SimHost host(StatePath());
+  EXPECT_EQ(host.Ids(), (std::vector<std::string>{"hba0", "array0", "hba0:0", "hba0:1", "array0:0",
+                                                  "array0:1", "array0:2", "array0:3"}));
+  struct S_Case {
+    const char* id;
+    const char* vendor;
+    const char* product;
+    const char* revision;
+    const char* serial;
+  } cases[] = {
+      {"hba0:0", "SEAGULL", "SG-4000", "0102", "SGL0A1B2C3"},
+      {"hba0:1", "HITACHA", "HT-900S", "A310", "HT77Z09312"},
+      {"array0:0", "ZQ", "ZQ-ATA-500", "0210", "ZQA5000000000000A001"},
+      {"array0:2", "ZQ", "ZQ-SAS-146", "ZQ05", "ZQS146C003"},
+  };
+  for (const S_Case& c : cases) {
+    SCOPED_TRACE(c.id);
+    EXPECT_EQ(host.Attribute(c.id, "VendorId"), c.vendor);
+    EXPECT_EQ(host.Attribute(c.id, "ProductId"), c.product);
+    EXPECT_EQ(host.Attribute(c.id, "FirmwareRev"), c.revision);
+    EXPECT_EQ(host.Attribute(c.id, "SerialNumber"), c.serial);
+  }
+  EXPECT_EQ(host.Attribute("array0:0", "DeviceType"), "0X9");
+  EXPECT_EQ(host.Attribute("array0:0", "pHasDDFF"), "true");
+  EXPECT_EQ(host.Attribute("array0", "HasDDFF"), "true");
+  EXPECT_EQ(host.Attribute("hba0", "HasDDFF"), "false");
+  // A second enumeration keeps the devices and adds none.
+  host.Enumerate();
+  EXPECT_EQ(host.Ids().size(), 8u);
+}
+
+TEST_F(C_SimDriverTest, DirectFlashOfScsiAndAtaDrivesShowsTheNewRevision) {
+  C_SimHost host(StatePath());
+  T_Bytes scsi = Image("SG-4000", "0103");
+  T_Bytes ata = Image("ZQ-ATA-500", "0211");
+  EXPECT_EQ(host.Flash("hba0:0", scsi), 0);
+  EXPECT_EQ(host.Attribute("hba0:0", "FirmwareRev"), "0103");
+  EXPECT_GT(C_NoSleep::Count(), 0);  // the drive was busy for a few polls
+  EXPECT_EQ(host.Flash("array0:0", ata), 0);
+  EXPECT_EQ(host.Attribute("array0:0", "FirmwareRev"), "0211");
+  // The unit attention of the new firmware waits for REQUEST SENSE.
+  EXPECT_EQ(host.Call("hba0:0", {"RequestSense"}), 0);
+  EXPECT_EQ(host.Attribute("hba0:0", "$SenseData").substr(0, 9), " 70  0  6");
+
+  // A new host (as a new process would) sees the flashed revisions.
+  C_SimHost later(StatePath());
+  EXPECT_EQ(later.Attribute("hba0:0", "FirmwareRev"), "0103");
+  EXPECT_EQ(later.Attribute("array0:0", "FirmwareRev"), "0211");
+}
+
+TEST_F(C_SimDriverTest, RefusedImageLeavesTheOldRevisionAndExplainsWhy) {
+  C_SimHost host(StatePath());
+  EXPECT_EQ(host.Flash("hba0:1", Image("SG-4000", "0103")), N_SimSense::CHECK_CONDITION);
+  EXPECT_EQ(host.Attribute("hba0:1", "FirmwareRev"), "A310");
+  EXPECT_EQ(host.Call("hba0:1", {"RequestSense"}), 0);
+  // 0x70, key 5 (ILLEGAL REQUEST), ASC 0x26: invalid field in parameter list.
+  std::string sense = host.Attribute("hba0:1", "$SenseData");
+  EXPECT_EQ(sense.substr(0, 9), " 70  0  5");
+  EXPECT_EQ(sense.substr(36, 6), " 26  0");
+}
+
+TEST_F(C_SimDriverTest, ModeSelectOfAForbiddenBitChangesNothing) {
+  C_SimHost host(StatePath());
+  // The caching page after its code and length: 18 bytes, compared whole.
+  std::vector<std::string> compare = {"CmprModePage", "0", "8", "0", "18"};
+  const char* page[] = {"0x00", "0", "0xff", "0xff", "0", "0", "0xff", "0xff", "0xff",
+                        "0xff", "0x80", "0x20", "0", "0", "0", "0", "0", "0"};
+  compare.insert(compare.end(), std::begin(page), std::end(page));
+  // Byte 2 bit 2 (write cache enable) may change; byte 3 may not.
+  EXPECT_EQ(host.Call("hba0:0", {"ModeSelect", "0", "8", "2", "0", "4"}), 0);
+  EXPECT_EQ(host.Call("hba0:0", compare), 2000);
+  EXPECT_EQ(host.Call("hba0:0", {"ModeSelect", "0", "8", "3", "1", "1"}), N_SimSense::CHECK_CONDITION);
+  EXPECT_EQ(host.Call("hba0:0", compare), 2000);
+  compare[5] = "0x04";
+  EXPECT_EQ(host.Call("hba0:0", compare), 2001);
+}
+
+TEST_F(C_SimDriverTest, DriverFaultsReachTheHost) {
+  const std::string fleetPath = m_dir.File("fleet.json");
+  nlohmann::json fleet = S_SimFleet::Default();
+  fleet["controllers"][0]["drives"][0]["faults"] = {{"throwOnOpcode", 0x1B}};
+  fleet["controllers"][0]["drives"][1]["faults"] = {{"rejectChunk", 2}};
+  std::ofstream(fleetPath) << fleet.dump();
+  C_SimHost host(StatePath(), fleetPath);
+  EXPECT_THROW(host.Call("hba0:0", {"StartStopUnit", "0", "1"}), C_Exception);
+  EXPECT_EQ(host.Flash("hba0:1", Image("HT-900S", "A311")), N_SimSense::CHECK_CONDITION);
+  EXPECT_EQ(host.Attribute("hba0:1", "FirmwareRev"), "A310");
+}
+
+TEST_F(C_SimDriverTest, UnusableStateOrFleetFilesAreReportedAndKept) {
+  WriteFileBytes(StatePath(), "{ not json");
+  C_SimDriver::S_Options options;
+  options.statePath = StatePath();
+  C_SimDriver driver(options);
+  EXPECT_FALSE(driver.Init());
+  EXPECT_NE(driver.LastError().find(StatePath()), std::string::npos) << driver.LastError();
+  EXPECT_EQ(ReadFileBytes(StatePath()), "{ not json");  // never overwritten
+  driver.ResetState();
+  EXPECT_TRUE(driver.Init());
+
+  struct S_Case {
+    const char* text;
+    const char* complaint;
+  } fleets[] = {
+      {R"({"controllers":[{"name":"a","kind":"raid"}]})", "controller kind \"raid\""},
+      {R"({"controllers":[{"name":"a","kind":"hba","drives":[{"number":1,"kind":"ata","vendor":"v","product":"p","serial":"s","firmware":"f"}]}]})",
+       "needs an array controller"},
+      {R"({"controllers":[{"name":"a","kind":"hba","drives":[{"number":1,"kind":"scsi","vendor":"v","product":"p","serial":"s","firmware":"f","fualts":{}}]}]})",
+       "unknown key \"fualts\""},
+  };
+  for (const S_Case& c : fleets) {
+    WriteFileBytes(m_dir.File("bad.json"), c.text);
+    options.fleetPath = m_dir.File("bad.json");
+    try {
+      C_SimDriver bad(options);
+      ADD_FAILURE() << "accepted: " << c.text;
+    } catch (const C_SimStore::C_Error& e) {
+      EXPECT_NE(std::string(e.what()).find(c.complaint), std::string::npos) << e.what();
+    }
+  }
+}
+
+TEST_F(C_SimDriverTest, ConcurrentProcessesNeverLoseAnUpdate) {
+  C_SimStore store(StatePath(), S_SimFleet::Default());
+  store.Update([](S_SimFleet& f) { f.controllers[0].drives[0].busyPolls = 0; return true; });
+  const int kRounds = 40;
+  pid_t child = fork();
+  ASSERT_GE(child, 0);
+  for (int i = 0; i < kRounds; ++i) {
+    store.Update([](S_SimFleet& f) {
+      ++f.controllers[0].drives[0].busyPolls;
+      return true;
+    });
+  }
+  if (child == 0) _exit(0);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(store.Read().controllers[0].drives[0].busyPolls, 2 * kRounds);
+}
+
+}  // namespace
