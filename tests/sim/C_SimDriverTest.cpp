@@ -4,11 +4,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <fstream>
+#include <thread>
 
 #include "SimFleetTest.h"
 #include "drivers/sim/C_SimFirmwareImage.h"
 #include "drivers/sim/N_SimSense.h"
+#include "device/C_Device.h"
 #include "host/C_Exception.h"
 
 namespace {
@@ -166,6 +169,51 @@ TEST_F(C_SimDriverTest, ConcurrentProcessesNeverLoseAnUpdate) {
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_EQ(store.Read().controllers[0].drives[0].busyPolls, 2 * kRounds);
+}
+
+}  // namespace
+
+namespace {
+
+// One host thread per drive, as a fleet flash runs: the driver's shared
+// state is locked, so every drive ends on its new revision and the observer
+// saw every download block.
+TEST(C_SimDriverConcurrencyTest, DrivesFlashInParallelFromSeveralThreads) {
+  C_TempDir dir;
+  C_NoSleep noSleep;
+  C_SimHost host(dir.File("state.json"));
+  std::atomic<int> downloadBlocks{0};
+  host.m_driver->SetObserver([&](const Driver::S_Command& i_command, C_Device*, int) {
+    if (i_command.cdb && (i_command.cdb[0] == 0x3B || i_command.cdb[0] == 0xC6)) ++downloadBlocks;
+  });
+  struct S_Job {
+    std::string id, product, revision;
+    T_Bytes image;
+    int result = -1;
+  };
+  std::vector<S_Job> jobs = {{"hba0:0", "SG-4000", "0103", {}},
+                             {"hba0:1", "HT-900S", "A311", {}},
+                             {"array0:0", "ZQ-ATA-500", "0211", {}},
+                             {"array0:1", "ZQ-ATA-750", "0306", {}}};
+  for (S_Job& job : jobs) job.image = Image(job.product, job.revision);
+  // Handles and their buffers are per thread; the tree is only read.
+  std::vector<std::thread> threads;
+  for (S_Job& job : jobs) {
+    threads.emplace_back([&host, &job] {
+      C_Device* device = host.Device(job.id)->GetDevice();
+      std::string length = std::to_string(job.image.size());
+      std::string address = std::to_string(reinterpret_cast<unsigned long>(job.image.data()));
+      const char* argv[] = {"Flash", length.c_str(), address.c_str(), nullptr};
+      job.result = device->CallOperation("Flash", 3, argv);
+    });
+  }
+  for (std::thread& t : threads) t.join();
+  for (S_Job& job : jobs) {
+    EXPECT_EQ(job.result, 0) << job.id;
+    EXPECT_EQ(host.Attribute(job.id, "FirmwareRev"), job.revision) << job.id;
+  }
+  // 70064-byte images: three segments each, plus the ATA IDENTIFY blocks.
+  EXPECT_GE(downloadBlocks.load(), 12);
 }
 
 }  // namespace
