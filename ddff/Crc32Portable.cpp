@@ -52,34 +52,27 @@ const std::size_t STREAM_THRESHOLD = 4u << 20;
 // the CRC has just brought in.
 const std::size_t COPY_PIECE = 16u << 10;
 
-bool HasPclmul() {
 #if defined(__x86_64__) || defined(__i386__)
+bool HasPclmul() {
   __builtin_cpu_init();
   return __builtin_cpu_supports("pclmul") && __builtin_cpu_supports("sse4.1");
-#else
-  return false;
-#endif
 }
 
 bool HasVpclmul() {
-#if defined(__x86_64__) || defined(__i386__)
-  __builtin_cpu_init();
   // The AVX-512 answers already include the operating system's consent to
   // save the wide registers.
   return HasPclmul() && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
          __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("vpclmulqdq");
-#else
-  return false;
-#endif
 }
 
 bool HasSse2() {
-#if defined(__x86_64__) || defined(__i386__)
   __builtin_cpu_init();
   return __builtin_cpu_supports("sse2");
-#else
-  return false;
+}
 #endif
+
+void PlainCopy(std::uint8_t* o_pTarget, const std::uint8_t* i_pSource, std::size_t i_nSize) {
+  std::memcpy(o_pTarget, i_pSource, i_nSize);
 }
 
 struct S_Implementations {
@@ -156,21 +149,15 @@ const S_Crc32Impl& Crc32Selected() {
 std::uint32_t Crc32Copy(std::uint32_t i_register, std::uint8_t* o_pTarget,
                         const std::uint8_t* i_pSource, std::size_t i_nSize) {
   const T_Crc32Update update = Crc32Selected().update;
+  void (*copy)(std::uint8_t*, const std::uint8_t*, std::size_t) = &PlainCopy;
 #if defined(__x86_64__) || defined(__i386__)
   static const bool s_canStream = HasSse2();
-  const bool stream = s_canStream && i_nSize >= STREAM_THRESHOLD;
-#else
-  const bool stream = false;
+  if (s_canStream && i_nSize >= STREAM_THRESHOLD) copy = &StreamCopy;
 #endif
   while (i_nSize > 0) {
     const std::size_t piece = std::min(i_nSize, COPY_PIECE);
     i_register = update(i_register, i_pSource, piece);
-#if defined(__x86_64__) || defined(__i386__)
-    if (stream)
-      StreamCopy(o_pTarget, i_pSource, piece);
-    else
-#endif
-      std::memcpy(o_pTarget, i_pSource, piece);
+    copy(o_pTarget, i_pSource, piece);
     o_pTarget += piece;
     i_pSource += piece;
     i_nSize -= piece;

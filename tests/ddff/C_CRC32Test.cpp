@@ -70,15 +70,22 @@ TEST(C_CRC32Test, LargeBuffersMatchTheReference) {
 }
 
 // Every length from 0 to 4096 at every start offset from 0 to 63, fed in
-// pieces of random sizes, for each implementation this processor runs. The
-// widest path loads 64 bytes at a time without alignment requirements, so
-// its behaviour depends on the address only modulo 64 (also the cache-line
-// size): 64 offsets cover every alignment. 4096 bytes take every path
-// through several rounds of its main loop, its lane reductions and tails.
-TEST(C_CRC32Test, EveryImplementationMatchesByteAtATimeAtEveryLengthAndAlignment) {
+// pieces of random sizes, for each implementation this processor runs (one
+// test each). The widest path loads 64 bytes at a time without alignment
+// requirements, so its behaviour depends on the address only modulo 64 (also
+// the cache-line size): 64 offsets cover every alignment. 4096 bytes take
+// every path through several rounds of its main loop, its lane reductions
+// and tails.
+class C_CRC32SweepTest : public ::testing::TestWithParam<std::size_t> {};
+
+TEST_P(C_CRC32SweepTest, MatchesByteAtATimeAtEveryLengthAndAlignment) {
+  std::size_t count = 0;
+  const Crypt::internal::S_Crc32Impl& impl = Crypt::internal::Crc32Implementations(&count)[GetParam()];
+  if (!impl.available) GTEST_SKIP() << impl.name << " does not run on this processor";
+
   const std::size_t MAX_LENGTH = 4096, OFFSETS = 64;
   const std::vector<std::uint8_t> data = RandomBytes(MAX_LENGTH + OFFSETS, 11);
-  // expected[o][n]: the reference register over n bytes from offset o.
+  // expected[o][n]: the reference CRC of n bytes from offset o.
   std::vector<std::vector<std::uint32_t>> expected(OFFSETS, std::vector<std::uint32_t>(MAX_LENGTH + 1));
   for (std::size_t o = 0; o < OFFSETS; ++o) {
     S_ReferenceCrc reference;
@@ -88,39 +95,45 @@ TEST(C_CRC32Test, EveryImplementationMatchesByteAtATimeAtEveryLengthAndAlignment
     }
   }
 
-  std::size_t count = 0;
-  const Crypt::internal::S_Crc32Impl* impls = Crypt::internal::Crc32Implementations(&count);
-  ASSERT_GE(count, 2u);
   std::mt19937 random(3);
-  for (std::size_t k = 0; k < count; ++k) {
-    const Crypt::internal::S_Crc32Impl& impl = impls[k];
-    if (!impl.available) continue;
-    SCOPED_TRACE(impl.name);
-    std::size_t failures = 0;
-    std::string first;
-    for (std::size_t o = 0; o < OFFSETS; ++o) {
-      for (std::size_t n = 0; n <= MAX_LENGTH; ++n) {
-        // Pieces: one call for the whole length half of the time, otherwise
-        // random cuts, mostly small, sometimes long.
-        std::uint32_t reg = 0xFFFFFFFFu;
-        std::size_t done = 0;
-        const bool whole = random() & 1;
-        while (done < n) {
-          std::size_t piece = n - done;
-          if (!whole) {
-            const std::size_t cap = (random() & 3) ? 300 : n - done;
-            piece = std::min<std::size_t>(n - done, random() % (cap + 1));
-          }
-          reg = impl.update(reg, data.data() + o + done, piece);
-          done += piece;
+  std::size_t failures = 0;
+  std::string first;
+  for (std::size_t o = 0; o < OFFSETS; ++o) {
+    for (std::size_t n = 0; n <= MAX_LENGTH; ++n) {
+      // One call for the whole length half of the time, otherwise random
+      // cuts, mostly small, sometimes long.
+      std::uint32_t reg = 0xFFFFFFFFu;
+      std::size_t done = 0;
+      const bool whole = random() & 1;
+      while (done < n) {
+        std::size_t piece = n - done;
+        if (!whole) {
+          const std::size_t cap = (random() & 3) ? 300 : n - done;
+          piece = std::min<std::size_t>(n - done, random() % (cap + 1));
         }
-        if (~reg != expected[o][n] && failures++ == 0)
-          first = "offset " + std::to_string(o) + " length " + std::to_string(n);
+        reg = impl.update(reg, data.data() + o + done, piece);
+        done += piece;
       }
+      if (~reg != expected[o][n] && failures++ == 0)
+        first = "offset " + std::to_string(o) + " length " + std::to_string(n);
     }
-    EXPECT_EQ(failures, 0u) << "first mismatch at " << first;
   }
+  EXPECT_EQ(failures, 0u) << "first mismatch at " << first;
 }
+
+std::vector<std::size_t> AllImplementations() {
+  std::size_t count = 0;
+  Crypt::internal::Crc32Implementations(&count);
+  std::vector<std::size_t> indexes(count);
+  for (std::size_t i = 0; i < count; ++i) indexes[i] = i;
+  return indexes;
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, C_CRC32SweepTest, ::testing::ValuesIn(AllImplementations()),
+                         [](const ::testing::TestParamInfo<std::size_t>& i_info) {
+                           std::size_t count = 0;
+                           return std::string(Crypt::internal::Crc32Implementations(&count)[i_info.param].name);
+                         });
 
 TEST(C_CRC32Test, SelectedImplementationIsTheFastestAvailable) {
   std::size_t count = 0;
