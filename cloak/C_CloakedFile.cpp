@@ -28,8 +28,11 @@ void PutU16(unsigned char* o_bytes, std::uint16_t i_value) {
 }
 
 // Writes go out through a bounded scratch buffer: cloaking a copy keeps the
-// caller's data intact without doubling the memory of a large write.
-constexpr std::uint32_t SCRATCH_SIZE = 64 * 1024;
+// caller's data intact without doubling the memory of a large write. 1 MiB
+// pieces keep the number of write calls low enough that the file system,
+// not the copying, sets the pace.
+constexpr std::uint32_t SCRATCH_SIZE = 1024 * 1024;
+constexpr std::uint32_t READ_PIECE = 1024 * 1024;
 
 }  // namespace
 
@@ -81,22 +84,32 @@ bool C_CloakedFile::OpenOutput() {
 }
 
 std::uint32_t C_CloakedFile::Read(void* o_buffer, std::uint32_t i_size) {
-  if (i_size == 0) return 0;
-  std::size_t got = m_file.Read(o_buffer, i_size);
-  m_state = Crypt::Cloak(o_buffer, static_cast<long>(got), m_state);
-  return static_cast<std::uint32_t>(got);
+  // Large reads go in pieces that are uncloaked while the kernel's copy of
+  // them is still in the cache.
+  unsigned char* buffer = static_cast<unsigned char*>(o_buffer);
+  std::uint32_t total = 0;
+  while (total < i_size) {
+    std::uint32_t piece = i_size - total < READ_PIECE ? i_size - total : READ_PIECE;
+    std::size_t got = m_file.Read(buffer + total, piece);
+    m_state = Crypt::Cloak(buffer + total, static_cast<long>(got), m_state);
+    total += static_cast<std::uint32_t>(got);
+    if (got != piece) break;
+  }
+  return total;
 }
 
 std::uint32_t C_CloakedFile::Write(const void* i_data, std::uint32_t i_size) {
   if (i_size == 0 || !m_file.IsOpen()) return 0;
-  std::vector<unsigned char> scratch(i_size < SCRATCH_SIZE ? i_size : SCRATCH_SIZE);
+  const std::uint32_t wanted = i_size < SCRATCH_SIZE ? i_size : SCRATCH_SIZE;
+  if (m_scratch.size() < wanted) m_scratch.resize(wanted);
+  unsigned char* scratch = m_scratch.data();
   const unsigned char* data = static_cast<const unsigned char*>(i_data);
   std::uint32_t written = 0;
   while (written < i_size) {
     std::uint32_t piece = i_size - written < SCRATCH_SIZE ? i_size - written : SCRATCH_SIZE;
     std::uint32_t before = m_state;
-    Crypt::CloakCopy(data + written, scratch.data(), static_cast<long>(piece), m_state);
-    std::size_t out = m_file.Write(scratch.data(), piece);
+    Crypt::CloakCopy(data + written, scratch, static_cast<long>(piece), m_state);
+    std::size_t out = m_file.Write(scratch, piece);
     // The state follows what reached the file, so a caller may write the
     // rest again after a short write.
     m_state = Crypt::Advance(before, out);

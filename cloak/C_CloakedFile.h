@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "Common/Localization/C_Text.h"
 #include "foundation/C_File.h"
@@ -104,6 +105,7 @@ class VEK_API C_CloakedFile {
   std::uint16_t m_variant;
   std::uint32_t m_seed;
   std::uint32_t m_state;
+  std::vector<unsigned char> m_scratch;  // cloaked copies on their way out (at most 1 MiB)
 };
 
 #endif

@@ -20,6 +20,7 @@ C_Text Arguments() {
   text.AddArg("u", 9u);
   text.AddArg("ratio", 2.5);
   text.AddArg("a.b-c:d_e", 1);
+  text.AddArg("when", C_Time(1719835200));  // 2024-07-01 12:00 UTC: 2024 in every time zone
   return text;
 }
 
@@ -84,6 +85,8 @@ TEST(TextFormat, Markup) {
       {"unsigned int", "<u FMT='%03u'>", "009"},
       {"double", "<ratio FMT='%.1f'>", "2.5"},
       {"string", "<name FMT='%-6s'>|", "disk  |"},
+      {"time", "<when FMT='%Y'>", "2024"},
+      {"time with a printf format is just text to strftime", "<when FMT='%d%%'>", "01%"},
       {"default formats", "<big> <neg> <u> <ratio> <name>", "4000000000 -5 9 2.500000 disk"},
       {"output before an error stays", "ok <count> &bad; <name>", "ok 7  disk"},
   };
