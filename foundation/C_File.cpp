@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <cerrno>
 #include <utility>
 
@@ -60,13 +61,21 @@ bool C_File::OpenReplace(const std::string& i_path) {
   struct stat target;
   bool exists = ::stat(i_path.c_str(), &target) == 0;
   if (exists && !S_ISREG(target.st_mode)) return Open(i_path, "wb");
+  // Through a symbolic link the file it names is replaced, not the link.
+  std::string path = i_path;
+  if (exists) {
+    if (char* real = ::realpath(i_path.c_str(), nullptr)) {
+      path = real;
+      std::free(real);
+    }
+  }
 
   // The temporary file lives beside the target so that rename() is atomic.
   // O_EXCL with a name unique to this process and call, retried on a clash,
   // avoids mkstemp's fixed 0600 mode: the new file gets 0666 less the umask
   // like any fopen'd file, or the mode of the file it replaces.
   static std::atomic<unsigned> s_counter{0};
-  C_FileSpec spec(i_path);
+  C_FileSpec spec(path);
   for (int attempt = 0; attempt < 100; ++attempt) {
     std::string temp = spec.GetDirectory() + "." + spec.GetName() + "." +
                        std::to_string(::getpid()) + "." + std::to_string(s_counter++) + ".tmp";
@@ -84,7 +93,7 @@ bool C_File::OpenReplace(const std::string& i_path) {
     }
     m_stream = stream;
     m_owned = true;
-    m_path = i_path;
+    m_path = path;
     m_tempPath = temp;
     return true;
   }

@@ -17,9 +17,10 @@
 //  - OpenReplace(path): writing that either completes or leaves the old file
 //    as it was. The bytes go to a new temporary file in the same directory;
 //    Close() renames it over `path` only when every write and the close
-//    succeeded, Abandon() throws it away. A path that exists and is not a
-//    regular file (a device, a FIFO) is opened directly instead, since it
-//    cannot be replaced.
+//    succeeded, Abandon() throws it away. A symbolic link keeps pointing
+//    at the replaced file. A path that exists and is not a regular file (a
+//    device, a FIFO) is opened directly instead, since it cannot be
+//    replaced.
 class VEK_API C_File {
  public:
   C_File() = default;
@@ -48,7 +49,8 @@ class VEK_API C_File {
 
   bool IsOpen() const { return m_stream != nullptr; }
   std::FILE* Get() const { return m_stream; }
-  // The path given to Open or OpenReplace ("" for an attached stream).
+  // The path given to Open, the file OpenReplace replaces (links
+  // resolved), "" for an attached stream.
   const std::string& GetPath() const { return m_path; }
 
   // fread / fwrite: the number of bytes moved (short on end of file or error).

@@ -51,11 +51,10 @@ VEK_API void SetLocale(const std::string& i_locale);
 VEK_API std::string GetLocale();
 
 // Registers a facility by name with a fixed code (at most 0x7FF to fit a
-// message id). Catalogs are found under i_directory as C_StringTable says:
-// i_directory "" means "locale/" of the current directory, otherwise
-// everything up to its last '/' followed by "locale/". A code that is
-// already registered is only woken (its name and directory stay). Returns
-// the code.
+// message id). The catalogs are <i_directory>locale/<locale>/<name>.msg:
+// i_directory is put in front of the name as it is, so it ends in '/' (""
+// means the current directory). A code that is already registered is only
+// woken (its name and directory stay). Returns the code.
 VEK_API unsigned short Register(const std::string& i_name, unsigned short i_code,
                                 const std::string& i_directory);
 // Registers a component's facility by its descriptor: a facility with the

@@ -66,6 +66,20 @@ TEST(C_File, ReplaceKeepsOldFileUntilClose) {
   EXPECT_EQ(info.st_mode & 0777, 0640u);  // the replaced file's mode survives
 }
 
+TEST(C_File, ReplaceThroughASymbolicLink) {
+  C_TempDir dir;
+  WriteFileBytes(dir.File("real"), "old");
+  ASSERT_EQ(::symlink("real", dir.File("link").c_str()), 0);
+  C_File file;
+  ASSERT_TRUE(file.OpenReplace(dir.File("link")));
+  file.Write("new", 3);
+  EXPECT_TRUE(file.Close());
+  EXPECT_EQ(ReadFileBytes(dir.File("real")), "new");
+  char target[16] = {};
+  EXPECT_EQ(::readlink(dir.File("link").c_str(), target, sizeof target - 1), 4);
+  EXPECT_STREQ(target, "real");
+}
+
 TEST(C_File, AbandonLeavesOldFile) {
   C_TempDir dir;
   const std::string path = dir.File("target");
