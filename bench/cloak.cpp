@@ -77,7 +77,7 @@ void BM_Memcpy(benchmark::State& state) {
 
 std::string TempFile(const char* i_name) {
   const char* base = std::getenv("TMPDIR");
-  return std::string(base && *base ? base : "/tmp") + "/vek-bench-" + std::to_string(::getpid()) + "-" + i_name;
+  return std::string(base && *base ? base : P_tmpdir) + "/vek-bench-" + std::to_string(::getpid()) + "-" + i_name;
 }
 
 // Whole-file writes and reads in 1 MiB calls, plain and cloaked.

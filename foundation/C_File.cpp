@@ -75,9 +75,9 @@ bool C_File::OpenReplace(const std::string& i_path) {
   // avoids mkstemp's fixed 0600 mode: the new file gets 0666 less the umask
   // like any fopen'd file, or the mode of the file it replaces.
   static std::atomic<unsigned> s_counter{0};
-  C_FileSpec spec(path);
+  C_FileSpec place(path);
   for (int attempt = 0; attempt < 100; ++attempt) {
-    std::string temp = spec.GetDirectory() + "." + spec.GetName() + "." +
+    std::string temp = place.GetDirectory() + "." + place.GetName() + "." +
                        std::to_string(::getpid()) + "." + std::to_string(s_counter++) + ".tmp";
     int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd < 0) {

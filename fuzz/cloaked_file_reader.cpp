@@ -14,7 +14,7 @@
 #include "cloak/C_CloakedFile.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* i_data, std::size_t i_size) {
-  static const std::string path = "/tmp/vek-fuzz-cloak-" + std::to_string(::getpid());
+  static const std::string path = std::string(P_tmpdir) + "/vek-fuzz-cloak-" + std::to_string(::getpid());
   std::FILE* out = std::fopen(path.c_str(), "wb");
   if (!out) return 0;
   std::fwrite(i_data, 1, i_size, out);

@@ -28,11 +28,11 @@ TEST(C_FileSpec, Parts) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.path);
-    C_FileSpec spec(c.path);
-    EXPECT_EQ(spec.GetDirectory(), c.directory);
-    EXPECT_EQ(spec.GetName(), c.name);
-    EXPECT_EQ(spec.GetBaseName(), c.base);
-    EXPECT_EQ(spec.GetExtension(), c.extension);
+    C_FileSpec path(c.path);
+    EXPECT_EQ(path.GetDirectory(), c.directory);
+    EXPECT_EQ(path.GetName(), c.name);
+    EXPECT_EQ(path.GetBaseName(), c.base);
+    EXPECT_EQ(path.GetExtension(), c.extension);
   }
   EXPECT_TRUE(C_FileSpec("/x").IsAbsolute());
   EXPECT_FALSE(C_FileSpec("x/").IsAbsolute());
@@ -64,19 +64,19 @@ TEST(C_FileSpec, Normalize) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.in);
-    C_FileSpec spec(c.in);
-    EXPECT_EQ(spec.Normalize().GetPath(), c.out);
+    C_FileSpec path(c.in);
+    EXPECT_EQ(path.Normalize().GetPath(), c.out);
   }
 }
 
 TEST(C_FileSpec, Building) {
-  C_FileSpec spec("dir/name.old");
-  EXPECT_EQ(spec.SetExtension("new").GetPath(), "dir/name.new");
-  EXPECT_EQ(spec.SetExtension(".dat").GetPath(), "dir/name.dat");
-  EXPECT_EQ(spec.SetExtension("").GetPath(), "dir/name");
-  EXPECT_EQ(spec.SetName("other.msg").GetPath(), "dir/other.msg");
-  EXPECT_EQ(spec.SetDirectory("/top").GetPath(), "/top/other.msg");
-  EXPECT_EQ(spec.SetDirectory("").GetPath(), "other.msg");
+  C_FileSpec path("dir/name.old");
+  EXPECT_EQ(path.SetExtension("new").GetPath(), "dir/name.new");
+  EXPECT_EQ(path.SetExtension(".dat").GetPath(), "dir/name.dat");
+  EXPECT_EQ(path.SetExtension("").GetPath(), "dir/name");
+  EXPECT_EQ(path.SetName("other.msg").GetPath(), "dir/other.msg");
+  EXPECT_EQ(path.SetDirectory("/top").GetPath(), "/top/other.msg");
+  EXPECT_EQ(path.SetDirectory("").GetPath(), "other.msg");
   EXPECT_EQ(C_FileSpec("a").Append("b/c").GetPath(), "a/b/c");
   EXPECT_EQ(C_FileSpec("a/").Append("b").GetPath(), "a/b");
   EXPECT_EQ(C_FileSpec("a").Append("/abs").GetPath(), "/abs");
