@@ -1,0 +1,31 @@
+#ifndef VEK_COMMON_LOCALIZATION_N_PRINTFFORMAT_H
+#define VEK_COMMON_LOCALIZATION_N_PRINTFFORMAT_H
+
+#include "foundation/Export.h"
+
+namespace Local {
+
+// Formats reach snprintf from message templates, that is from catalog files
+// that anyone can edit. A format that does not fit the value's type would
+// make snprintf read a wrong argument (a "%s" with an int crashes), so every
+// format is checked against the kind of value it will be given first.
+namespace N_PrintfFormat {
+
+enum E_Kind { INT, UNSIGNED_INT, LONG, UNSIGNED_LONG, DOUBLE, STRING };
+
+// True when i_format is safe to pass to snprintf with exactly one value of
+// kind i_kind: any literal text and "%%", and at most one conversion of the
+// form % [flags -+ #0'] [width] [.precision] [length] conversion, where width
+// and precision have at most 4 digits (no '*', no "n$" positions, no %n) and
+// the length and conversion fit the kind:
+//   INT, UNSIGNED_INT    no length, h or hh; d i o u x X c
+//   LONG, UNSIGNED_LONG  l;                  d i o u x X
+//   DOUBLE               no length or l;     f F e E g G a A
+//   STRING               no length;          s
+// A null format is not safe.
+VEK_API bool IsSafe(const char* i_format, E_Kind i_kind);
+
+}  // namespace N_PrintfFormat
+}  // namespace Local
+
+#endif

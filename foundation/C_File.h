@@ -1,0 +1,75 @@
+#ifndef VEK_FOUNDATION_C_FILE_H
+#define VEK_FOUNDATION_C_FILE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "foundation/Export.h"
+
+// One C stdio stream and who closes it. Movable, not copyable; one thread at
+// a time. Three ways to open:
+//  - Open(path, mode): fopen; the object closes the stream.
+//  - Attach(stream, owned): an existing stream such as stdin or stdout; it is
+//    closed only when owned (an attached standard stream is flushed, never
+//    closed).
+//  - OpenReplace(path): writing that either completes or leaves the old file
+//    as it was. The bytes go to a new temporary file in the same directory;
+//    Close() renames it over `path` only when every write and the close
+//    succeeded, Abandon() throws it away. A symbolic link keeps pointing
+//    at the replaced file. A path that exists and is not a regular file (a
+//    device, a FIFO) is opened directly instead, since it cannot be
+//    replaced.
+class VEK_API C_File {
+ public:
+  C_File() = default;
+  ~C_File();  // Close(); a failure here cannot be reported: call Close first
+  C_File(const C_File&) = delete;
+  C_File& operator=(const C_File&) = delete;
+  C_File(C_File&& io_other) noexcept;
+  C_File& operator=(C_File&& io_other) noexcept;
+
+  // Closes what is open, then fopen(i_path, i_mode). False when it fails
+  // (errno tells why).
+  bool Open(const std::string& i_path, const char* i_mode);
+  // Closes what is open, then takes i_stream (not null).
+  void Attach(std::FILE* i_stream, bool i_owned);
+  // Closes what is open, then starts a replacement of i_path (see above).
+  // False when the temporary file cannot be created.
+  bool OpenReplace(const std::string& i_path);
+
+  // Closes the stream (an attached unowned one is only flushed). For a
+  // replacement, renames the temporary file over the target when all went
+  // well and otherwise removes it. True when nothing failed; true when
+  // nothing was open.
+  bool Close();
+  // Ends a replacement without touching the target; otherwise as Close.
+  void Abandon();
+
+  bool IsOpen() const { return m_stream != nullptr; }
+  std::FILE* Get() const { return m_stream; }
+  // The path given to Open, the file OpenReplace replaces (links
+  // resolved), "" for an attached stream.
+  const std::string& GetPath() const { return m_path; }
+
+  // fread / fwrite: the number of bytes moved (short on end of file or error).
+  std::size_t Read(void* o_buffer, std::size_t i_size);
+  std::size_t Write(const void* i_data, std::size_t i_size);
+  // fseeko; false when the stream cannot seek (a pipe) or the offset is bad.
+  bool Seek(std::int64_t i_offset, int i_whence);
+  // Flushes pending output, then the size fstat reports for the stream's
+  // descriptor. False when the query fails.
+  bool GetSize(std::uint64_t& o_size);
+  // True once a read or write on the stream has failed (ferror).
+  bool HasError() const;
+
+ private:
+  void Reset();
+  std::FILE* m_stream = nullptr;
+  bool m_owned = false;
+  std::string m_path;
+  std::string m_tempPath;  // non-empty while a replacement is under way
+};
+
+#endif

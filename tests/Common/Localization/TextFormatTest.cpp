@@ -1,0 +1,149 @@
+#include "Common/Localization/TextFormat.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <set>
+
+#include "Common/Localization/C_Text.h"
+
+namespace {
+
+using Local::C_Text;
+
+C_Text Arguments() {
+  C_Text text;
+  text.AddArg("count", 7);
+  text.AddArg("name", std::string("disk"));
+  text.AddArg("big", 4000000000ul);
+  text.AddArg("neg", -5l);
+  text.AddArg("u", 9u);
+  text.AddArg("ratio", 2.5);
+  text.AddArg("a.b-c:d_e", 1);
+  text.AddArg("when", C_Time(1719835200));  // 2024-07-01 12:00 UTC: 2024 in every time zone
+  return text;
+}
+
+struct S_Case {
+  const char* what;
+  const char* templ;
+  const char* expected;
+};
+
+// The markup, its errors and its recovery.
+TEST(TextFormat, Markup) {
+  const S_Case cases[] = {
+      // text and character references
+      {"plain text", "Drive 0 ready", "Drive 0 ready"},
+      {"entities", "Drive &lt;0&gt; &amp; &apos;x&apos; &quot;y&quot;", "Drive <0> & 'x' \"y\""},
+      {"decimal and hex references", "&#65;&#x42;&#x6a;", "ABj"},
+      {"reference keeps the low byte", "&#321;&#x141;", "AA"},
+      {"upper-case X is an error", "a&#X41;b", "a41;b"},
+      {"unknown entity vanishes", "x&foo;y", "xy"},
+      {"entity name with a digit", "x&l1;y", "x;y"},
+      {"'&' then blank", "a & b", "a b"},
+      {"'&#' then letter", "a&#q;b", "a;b"},
+      {"'&#x' then non-hex", "a&#xg;b", "a;b"},
+      {"hex digits then bad", "a&#x4g;b", "a;b"},
+      {"decimal digits then bad", "a&#6x;b", "a;b"},
+      {"unfinished reference at the end", "abc&#12", "abc"},
+      // tags
+      {"argument", "<count> drives", "7 drives"},
+      {"FMT in single quotes", "<count FMT='%03d'>", "007"},
+      {"FMT in double quotes", "<count FMT=\"%x\">", "7"},
+      {"blanks around '='", "<count   FMT  =  '%3d'  >", "  7"},
+      {"other attributes ignored", "<count a='1' FMT='%02d' b=\"2\">", "07"},
+      {"last FMT wins", "<count FMT='%02d' FMT='%04d'>", "0007"},
+      {"reference in a value", "<count FMT='&#37;03d'>", "007"},
+      {"entity in a value", "<name FMT='&lt;%s&gt;'>", "<disk>"},
+      {"hex reference in a value", "<count FMT='&#x25;d'>", "7"},
+      {"other quote inside a value", "<name FMT=\"'%s'\">", "'disk'"},
+      {"name characters", "<a.b-c:d_e>", "1"},
+      {"tag names no argument", "[<nothing>]", "[]"},
+      {"FMT that does not fit the argument", "[<name FMT='%d'>]", "[]"},
+      {"'<' in a value ends the tag with an error", "[<count FMT='<%d'>]", "[%d'>]"},
+      {"bad name start", "a<1>b", "a>b"},
+      {"blank after '<'", "a< count>b", "acount>b"},
+      {"bad character in a name", "a<co#unt>b", "aunt>b"},
+      {"bad character inside a tag", "<count #>x", ">x"},
+      {"bad character in an attribute name", "<count F#MT='%d'>x", "MT='%d'>x"},
+      {"attribute without value", "<count FMT>x", "x"},
+      {"attribute name then blank then bad", "<count FMT x>y", ">y"},
+      {"unquoted value", "<count FMT=%d>x", "d>x"},
+      {"unfinished tag at the end", "abc <name", "abc "},
+      {"unfinished value at the end", "abc <name FMT='%s", "abc "},
+      {"unknown entity in a value", "<count FMT='&foo;'>x", "'>x"},
+      {"'&' then blank in a value", "<count FMT='& '>x", "'>x"},
+      {"'&#' then letter in a value", "<count FMT='&#a'>x", "'>x"},
+      {"'&#x' then non-hex in a value", "<count FMT='&#xz'>x", "'>x"},
+      {"hex digits then bad in a value", "<count FMT='&#x2z'>x", "'>x"},
+      {"decimal digits then bad in a value", "<count FMT='&#3z'>x", "'>x"},
+      {"entity name then bad in a value", "<count FMT='&lt2'>x", "'>x"},
+      // FMT with each kind of argument
+      {"unsigned long", "<big FMT='%lx'>", "ee6b2800"},
+      {"long", "<neg FMT='%+ld'>", "-5"},
+      {"unsigned int", "<u FMT='%03u'>", "009"},
+      {"double", "<ratio FMT='%.1f'>", "2.5"},
+      {"string", "<name FMT='%-6s'>|", "disk  |"},
+      {"time", "<when FMT='%Y'>", "2024"},
+      {"time with a printf format is just text to strftime", "<when FMT='%d%%'>", "01%"},
+      {"default formats", "<big> <neg> <u> <ratio> <name>", "4000000000 -5 9 2.500000 disk"},
+      {"output before an error stays", "ok <count> &bad; <name>", "ok 7  disk"},
+  };
+  const C_Text text = Arguments();
+  for (const S_Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    EXPECT_EQ(Local::Format::printf(c.templ, text), c.expected);
+  }
+}
+
+// Every state of the table is entered by some template of the markup test,
+// and every state's catch-all error is reached.
+TEST(TextFormat, EveryStateReached) {
+  EXPECT_EQ(Local::Format::TransitionCount(), 62);
+  const char* templates[] = {
+      "a&lt;&#65;&#x42;<count FMT = '&#37;&#x64;&amp;'>",  // every good state
+      "&", "&#", "&#x", "&#x4", "&#6", "&l", "<", "<c", "<c ", "<c F", "<c F ", "<c F=", "<c F='",
+      "<c F='&", "<c F='&#", "<c F='&#x", "<c F='&#x4", "<c F='&#6", "<c F='&l",
+  };
+  const std::set<int> states = {0, 3, 6, 9, 11, 14, 17, 20, 22, 26, 30, 34, 37, 41, 45, 48, 51, 53, 56, 59};
+  std::set<int> seen;
+  std::set<int> erroredFrom;  // states whose catch-all error fired
+  const C_Text text = Arguments();
+  for (const char* templ : templates) {
+    std::vector<int> trace;
+    Local::Format::printf(templ, text, &trace);
+    seen.insert(trace.begin(), trace.end());
+    // Feed a character that no state but text accepts after each prefix.
+    std::vector<int> errorTrace;
+    Local::Format::printf(std::string(templ) + "\x01", text, &errorTrace);
+    ASSERT_FALSE(errorTrace.empty());
+    if (errorTrace.back() == -1) erroredFrom.insert(trace.empty() ? 0 : trace.back());
+  }
+  seen.erase(-1);
+  EXPECT_EQ(seen, states);
+  std::set<int> allButTextAndValue = states;
+  allButTextAndValue.erase(0);   // text takes any character
+  allButTextAndValue.erase(41);  // so does a value
+  EXPECT_EQ(erroredFrom, allButTextAndValue);
+}
+
+// Templates of any content: no crash, and without arguments no growth.
+TEST(TextFormat, RandomTemplates) {
+  std::mt19937 random(20240229);
+  const std::string alphabet = "<>&#;x='\" FMTcount%dsa1Z\x01\xff";
+  const C_Text empty;
+  const C_Text text = Arguments();
+  for (int round = 0; round < 20000; ++round) {
+    std::string templ(random() % 40, ' ');
+    for (char& c : templ) {
+      c = random() % 8 ? alphabet[random() % alphabet.size()] : static_cast<char>(random());
+    }
+    EXPECT_LE(Local::Format::printf(templ, empty).size(), templ.size()) << templ;
+    std::vector<int> trace;
+    Local::Format::printf(templ, text, &trace);
+    EXPECT_EQ(trace.size(), templ.size());
+  }
+}
+
+}  // namespace

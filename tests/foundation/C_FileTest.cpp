@@ -1,0 +1,123 @@
+#include "foundation/C_File.h"
+
+#include <glob.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "foundation/C_Glob.h"
+#include "foundation/N_FileUtilities.h"
+#include "support/TestSupport.h"
+
+namespace {
+
+TEST(C_File, ReadWriteSeekSize) {
+  C_TempDir dir;
+  C_File file;
+  EXPECT_FALSE(file.IsOpen());
+  EXPECT_TRUE(file.Close());  // nothing open: nothing fails
+  ASSERT_TRUE(file.Open(dir.File("f"), "w+b"));
+  EXPECT_EQ(file.GetPath(), dir.File("f"));
+  EXPECT_EQ(file.Write("hello world", 11), 11u);
+  std::uint64_t size = 0;
+  ASSERT_TRUE(file.GetSize(size));
+  EXPECT_EQ(size, 11u);  // buffered bytes count
+  ASSERT_TRUE(file.Seek(6, SEEK_SET));
+  char buffer[16] = {};
+  EXPECT_EQ(file.Read(buffer, sizeof buffer), 5u);
+  EXPECT_STREQ(buffer, "world");
+  EXPECT_FALSE(file.HasError());
+  EXPECT_TRUE(file.Close());
+  EXPECT_FALSE(file.Open(dir.File("missing/f"), "rb"));
+  EXPECT_FALSE(file.IsOpen());
+}
+
+TEST(C_File, MoveTransfersOwnership) {
+  C_TempDir dir;
+  C_File a;
+  ASSERT_TRUE(a.Open(dir.File("f"), "wb"));
+  a.Write("abc", 3);
+  C_File b(std::move(a));
+  EXPECT_FALSE(a.IsOpen());
+  ASSERT_TRUE(b.IsOpen());
+  C_File c;
+  c = std::move(b);
+  EXPECT_FALSE(b.IsOpen());
+  EXPECT_TRUE(c.Close());
+  EXPECT_EQ(ReadFileBytes(dir.File("f")), "abc");
+}
+
+TEST(C_File, ReplaceKeepsOldFileUntilClose) {
+  C_TempDir dir;
+  const std::string path = dir.File("target");
+  WriteFileBytes(path, "old contents");
+  ::chmod(path.c_str(), 0640);
+  C_File file;
+  ASSERT_TRUE(file.OpenReplace(path));
+  file.Write("new", 3);
+  EXPECT_EQ(ReadFileBytes(path), "old contents");
+  EXPECT_EQ(C_Glob(dir.Path() + "/.target.*.tmp").size(), 1u);
+  EXPECT_TRUE(file.Close());
+  EXPECT_EQ(ReadFileBytes(path), "new");
+  EXPECT_TRUE(C_Glob(dir.Path() + "/.target.*.tmp").empty());
+  struct stat info;
+  ASSERT_EQ(::stat(path.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0640u);  // the replaced file's mode survives
+}
+
+TEST(C_File, ReplaceThroughASymbolicLink) {
+  C_TempDir dir;
+  WriteFileBytes(dir.File("real"), "old");
+  ASSERT_EQ(::symlink("real", dir.File("link").c_str()), 0);
+  C_File file;
+  ASSERT_TRUE(file.OpenReplace(dir.File("link")));
+  file.Write("new", 3);
+  EXPECT_TRUE(file.Close());
+  EXPECT_EQ(ReadFileBytes(dir.File("real")), "new");
+  char target[16] = {};
+  EXPECT_EQ(::readlink(dir.File("link").c_str(), target, sizeof target - 1), 4);
+  EXPECT_STREQ(target, "real");
+}
+
+TEST(C_File, AbandonLeavesOldFile) {
+  C_TempDir dir;
+  const std::string path = dir.File("target");
+  WriteFileBytes(path, "old");
+  C_File file;
+  ASSERT_TRUE(file.OpenReplace(path));
+  file.Write("partial", 7);
+  file.Abandon();
+  EXPECT_FALSE(file.IsOpen());
+  EXPECT_EQ(ReadFileBytes(path), "old");
+  EXPECT_EQ(C_Glob(dir.Path() + "/*").size(), 1u);
+  EXPECT_TRUE(C_Glob(dir.Path() + "/.*.tmp").empty());  // no temporary left
+}
+
+TEST(C_File, ReplaceNewFileAndFailures) {
+  C_TempDir dir;
+  C_File file;
+  ASSERT_TRUE(file.OpenReplace(dir.File("fresh")));
+  EXPECT_FALSE(N_FileUtilities::FileExists(dir.File("fresh")));
+  EXPECT_TRUE(file.Close());
+  EXPECT_TRUE(N_FileUtilities::FileExists(dir.File("fresh")));
+  EXPECT_FALSE(file.OpenReplace(dir.File("no/such/dir/f")));
+
+  // A device cannot be replaced: it is written directly, and a failing
+  // flush shows in Close.
+  if (N_FileUtilities::DirectoryExists("/dev") && ::access("/dev/full", W_OK) == 0) {
+    ASSERT_TRUE(file.OpenReplace("/dev/full"));
+    file.Write("x", 1);
+    EXPECT_FALSE(file.Close());
+  }
+}
+
+TEST(C_File, AttachedStandardStreamIsNotClosed) {
+  C_File file;
+  file.Attach(stdout, false);
+  EXPECT_TRUE(file.Close());
+  EXPECT_NE(std::fprintf(stdout, "%s", ""), -1);  // stdout still usable
+  EXPECT_EQ(std::fflush(stdout), 0);
+}
+
+}  // namespace
