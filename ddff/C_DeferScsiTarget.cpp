@@ -32,11 +32,12 @@ struct S_Switch {
   const char* text;
   unsigned int bit;
 };
-const S_Switch SWITCHES[] = {
-    {"Debug=true", DDFF::DDFF_RQ_DEBUG},     {"Downgrade=true", DDFF::DDFF_RQ_DOWNGRADE},
-    {"Reflash=true", DDFF::DDFF_RQ_REFLASH}, {"Fast=true", DDFF::DDFF_RQ_FAST},
-    {"Cancel=true", C_DeferScsiTarget::ARG_CANCEL},
-    {"Dump=true", C_DeferScsiTarget::ARG_DUMP}};
+const S_Switch SWITCHES[] = {{"Debug=true", DDFF::DDFF_RQ_DEBUG},
+                             {"Downgrade=true", DDFF::DDFF_RQ_DOWNGRADE},
+                             {"Reflash=true", DDFF::DDFF_RQ_REFLASH},
+                             {"Fast=true", DDFF::DDFF_RQ_FAST},
+                             {"Cancel=true", C_DeferScsiTarget::ARG_CANCEL},
+                             {"Dump=true", C_DeferScsiTarget::ARG_DUMP}};
 
 // Attributes read from the status block; removed before each reading so
 // that none outlives the status it came from.
@@ -81,13 +82,20 @@ std::string TimeText(const S_DDFF_Time& i_time) {
 
 std::string ResultText(std::uint32_t i_status) {
   switch (i_status) {
-    case DDFF::DDFF_STATUS_LOADING: return "loading";
-    case DDFF::DDFF_STATUS_PENDING: return "pending";
-    case DDFF::DDFF_STATUS_RUNNING: return "running";
-    case DDFF::DDFF_STATUS_CANCELLED: return "cancelled";
-    case DDFF::DDFF_STATUS_SUCCESS: return "success";
-    case DDFF::DDFF_STATUS_ERROR: return "error";
-    default: return stringFormat("%X", i_status);
+    case DDFF::DDFF_STATUS_LOADING:
+      return "loading";
+    case DDFF::DDFF_STATUS_PENDING:
+      return "pending";
+    case DDFF::DDFF_STATUS_RUNNING:
+      return "running";
+    case DDFF::DDFF_STATUS_CANCELLED:
+      return "cancelled";
+    case DDFF::DDFF_STATUS_SUCCESS:
+      return "success";
+    case DDFF::DDFF_STATUS_ERROR:
+      return "error";
+    default:
+      return stringFormat("%X", i_status);
   }
 }
 
@@ -272,8 +280,7 @@ int C_DeferScsiTarget::Dump() {
 }
 
 std::string C_DeferScsiTarget::GetDumpFileName() {
-  const std::string identity =
-      GetVendorId() + "_" + GetProductId().Get() + "_" + GetSerialNumber();
+  const std::string identity = GetVendorId() + "_" + GetProductId().Get() + "_" + GetSerialNumber();
   std::string base;
   std::copy_if(identity.begin(), identity.end(), std::back_inserter(base), IsFileNameCharacter);
   return GetDumpDirectory() + "/" + base + "_D.dat";
@@ -294,12 +301,13 @@ int C_DeferScsiTarget::FindController(std::uint8_t& o_drive, C_Device*& o_parent
   return VEK_STATUS_OK;
 }
 
-int C_DeferScsiTarget::Transfer(std::uint8_t* io_data, std::uint32_t i_size,
-                                std::uint32_t i_chunk, bool i_write) {
+int C_DeferScsiTarget::Transfer(std::uint8_t* io_data, std::uint32_t i_size, std::uint32_t i_chunk,
+                                bool i_write) {
   if (i_chunk == 0 || i_chunk > MAX_CHUNK_SIZE || (!io_data && i_size)) {
     return VEK_STATUS_BAD_ARGUMENT;
   }
-  const std::uint32_t count = static_cast<std::uint32_t>((std::uint64_t(i_size) + i_chunk - 1) / i_chunk);
+  const std::uint32_t count =
+      static_cast<std::uint32_t>((std::uint64_t(i_size) + i_chunk - 1) / i_chunk);
   if (count > MAX_CHUNKS) return VEK_STATUS_BAD_ARGUMENT;
   std::uint8_t drive = 0;
   C_Device* parent = nullptr;
@@ -327,8 +335,7 @@ int C_DeferScsiTarget::DoReadDeferredUpdate(void* o_data, std::uint32_t i_size,
   return Transfer(static_cast<std::uint8_t*>(o_data), i_size, i_chunk, false);
 }
 
-int C_DeferScsiTarget::DoSenseDeferredUpdateStatus(S_DDFF_Status* o_status,
-                                                   std::uint32_t i_size) {
+int C_DeferScsiTarget::DoSenseDeferredUpdateStatus(S_DDFF_Status* o_status, std::uint32_t i_size) {
   if (!o_status || i_size > MAX_CHUNK_SIZE) return VEK_STATUS_BAD_ARGUMENT;
   std::memset(o_status, 0, i_size);
   std::uint8_t drive = 0;

@@ -50,7 +50,8 @@ struct S_ControllerStore {
     const std::uint8_t* cdb = i_record.cdb.data();
     if (cdb[0] == 0x27 && cdb[6] == 0x36) {
       if (cdb[4] == 1) request.clear();
-      request.insert(request.end(), io_command.dataBuffer, io_command.dataBuffer + io_command.dataLength);
+      const std::uint8_t* chunk = io_command.dataBuffer;
+      request.insert(request.end(), chunk, chunk + io_command.dataLength);
       if (cdb[4] == cdb[3] && request.size() >= 92) std::memcpy(&status, &request[48], 44);
     } else if (cdb[0] == 0x26 && cdb[6] == 0x26) {
       if (cdb[4] == 1) readOffset = 0;
@@ -58,7 +59,8 @@ struct S_ControllerStore {
         io_command.dataBuffer[i] = request[readOffset++];
       }
     } else if (cdb[0] == 0x26 && cdb[6] == 0x27) {
-      std::memcpy(io_command.dataBuffer, &status, std::min<std::size_t>(io_command.dataLength, 44));
+      const std::size_t length = std::min<std::size_t>(io_command.dataLength, 44);
+      std::memcpy(io_command.dataBuffer, &status, length);
     } else if (cdb[0] == 0x27 && cdb[6] == 0x37) {
       std::memcpy(&status.status, io_command.dataBuffer, 4);
     }
@@ -79,7 +81,11 @@ struct S_Program {
 class DeferScsiTargetTest : public ::testing::Test {
  protected:
   DeferScsiTargetTest()
-      : m_root(new C_Root), m_driver(new C_ScriptedDriver), m_controller(new C_ScriptedController(m_driver)) {
+      : m_root(new C_Root),
+        m_driver(new C_ScriptedDriver),
+        m_controller(new C_ScriptedController(m_driver)) {
+    // No test leaves a dump file in the working directory.
+    C_Target::SetDumpDirectory(m_dumps.Path());
     m_root->SetDriver(m_driver);
     m_driver->Attach(m_root.get(), m_controller, nullptr);
     m_controller->AddAttribute("HasDDFF", "true");
@@ -121,13 +127,15 @@ class DeferScsiTargetTest : public ::testing::Test {
     argv.push_back(nullptr);
     return m_target->CallOperation(i_args.at(0), static_cast<int>(i_args.size()), argv.data());
   }
-  int DeferFlash(const T_Bytes& i_image, C_DDFF& io_request, std::vector<std::string> i_switches = {}) {
-    std::vector<std::string> args = {"DeferFlash", Text(i_image.data()), std::to_string(i_image.size()),
-                                     Text(&io_request)};
+  int DeferFlash(const T_Bytes& i_image, C_DDFF& io_request,
+                 std::vector<std::string> i_switches = {}) {
+    std::vector<std::string> args = {"DeferFlash", Text(i_image.data()),
+                                     std::to_string(i_image.size()), Text(&io_request)};
     args.insert(args.end(), i_switches.begin(), i_switches.end());
     return Call(args);
   }
 
+  C_TempDir m_dumps;
   std::unique_ptr<C_Root> m_root;
   C_ScriptedDriver* m_driver;
   C_ScriptedController* m_controller;
@@ -149,8 +157,10 @@ TEST_F(DeferScsiTargetTest, TransfersAreNumberedChunksThroughTheParent) {
   const std::uint32_t lengths[] = {16384, 16384, 7232};
   for (std::size_t i = 0; i < 3; ++i) {
     SCOPED_TRACE(i);
-    const T_Bytes cdb = {0x27, 0, DRIVE, 3, std::uint8_t(i + 1), 0, 0x36,
-                         std::uint8_t(lengths[i] >> 8), std::uint8_t(lengths[i]), 0};
+    T_Bytes cdb = {0x27, 0, DRIVE, 3, 0, 0, 0x36, 0, 0, 0};
+    cdb[4] = std::uint8_t(i + 1);
+    cdb[7] = std::uint8_t(lengths[i] >> 8);
+    cdb[8] = std::uint8_t(lengths[i]);
     EXPECT_EQ(cdb, sent[i].cdb);
     EXPECT_EQ(data.data() + 16384 * i, sent[i].dataBuffer);
     EXPECT_EQ(lengths[i], sent[i].dataLength);
@@ -251,7 +261,9 @@ TEST_F(DeferScsiTargetTest, DeferFlashSendsTheIdentifiedRequestAndMarksItPending
 }
 
 TEST_F(DeferScsiTargetTest, FailedChunkStopsAndLeavesTheRequestNotPending) {
-  m_store.fault = [](const T_Recorded& r) { return r.cdb[0] == 0x27 && r.cdb[4] == 2 ? 0x4321 : 0; };
+  m_store.fault = [](const T_Recorded& r) {
+    return r.cdb[0] == 0x27 && r.cdb[4] == 2 ? 0x4321 : 0;
+  };
   const T_Bytes image = Pattern(40000);
   S_Program program;
   EXPECT_EQ(0x4321, DeferFlash(image, program.request));
@@ -277,10 +289,13 @@ TEST_F(DeferScsiTargetTest, CancelOnlyCancelsAPendingRequest) {
     m_driver->ClearCommands();
     m_store.status.statusSize = c.statusSize;
     m_store.status.status = c.status;
-    m_store.fault = [&c](const T_Recorded& r) { return r.cdb[6] == 0x27 ? c.senseResult : r.cdb[6] == 0x37 ? c.setResult : 0; };
+    m_store.fault = [&c](const T_Recorded& r) {
+      return r.cdb[6] == 0x27 ? c.senseResult : r.cdb[6] == 0x37 ? c.setResult : 0;
+    };
     S_Program program;
     const T_Bytes image = Pattern(1000);
-    EXPECT_EQ(c.result, DeferFlash(image, program.request, {"Debug=true", "Cancel=true", "Dump=true"}));
+    EXPECT_EQ(c.result,
+              DeferFlash(image, program.request, {"Debug=true", "Cancel=true", "Dump=true"}));
     const std::vector<T_Recorded> sent = ControllerRequests();
     ASSERT_EQ(c.setsCancelled ? 2u : 1u, sent.size());
     EXPECT_EQ(0x27, sent[0].cdb[6]);
@@ -314,8 +329,12 @@ TEST_F(DeferScsiTargetTest, InitPublishesTheStatusBlock) {
   mixed.status = 0x22;
 
   typedef std::map<std::string, std::string> T_Attrs;
-  const T_Attrs common = {{"ActiveFirmwareRev", "A1B2"}, {"DDFFVer", "0101"}, {"pDDFFVer", "0101"},
-                          {"pHasDDFF", "true"}, {"HasDDFF", "true"}, {"RequestTime", "03/09/2003  7:04:05"},
+  const T_Attrs common = {{"ActiveFirmwareRev", "A1B2"},
+                          {"DDFFVer", "0101"},
+                          {"pDDFFVer", "0101"},
+                          {"pHasDDFF", "true"},
+                          {"HasDDFF", "true"},
+                          {"RequestTime", "03/09/2003  7:04:05"},
                           {"UpdateTime", "03/09/2003 23:04:05"}};
   const T_Attrs errorOnly = {{"CamStatus", "4"}, {"SenseKey", "b"}, {"SenseASC", "04"},
                              {"SenseASQ", "01"}, {"Instruction", "6C"}};
@@ -335,7 +354,9 @@ TEST_F(DeferScsiTargetTest, InitPublishesTheStatusBlock) {
     Identify();
     T_Attrs expected = common;
     expected.insert(c.expected.begin(), c.expected.end());
-    if (c.status.status & DDFF::DDFF_STATUS_ERROR) expected.insert(errorOnly.begin(), errorOnly.end());
+    if (c.status.status & DDFF::DDFF_STATUS_ERROR) {
+      expected.insert(errorOnly.begin(), errorOnly.end());
+    }
     for (const auto& name : {"ActiveFirmwareRev", "DDFFVer", "pDDFFVer", "pHasDDFF", "HasDDFF",
                              "DeferResult", "OldVersion", "RequestTime", "UpdateTime", "CamStatus",
                              "SenseKey", "SenseASC", "SenseASQ", "Instruction"}) {
@@ -410,7 +431,8 @@ TEST_F(DeferScsiTargetTest, NoControllerIdAnswers2AndNoParentAnswers1) {
 // Records what the named operation hands to the virtual DeferFlash.
 class C_RecordingTarget : public C_DeferScsiTarget {
  public:
-  int DeferFlash(const void* i_image, unsigned int i_length, C_DDFF* i_request, unsigned int i_arguments) override {
+  int DeferFlash(const void* i_image, unsigned int i_length, C_DDFF* i_request,
+                 unsigned int i_arguments) override {
     image = i_image;
     length = i_length;
     request = i_request;
@@ -434,7 +456,9 @@ TEST(DeferScsiTargetArgumentsTest, DeferFlashArguments) {
     unsigned int arguments;
   } const cases[] = {
       {{"DeferFlash", image, "0x20", req}, 42, 0},
-      {{"DeferFlash", image, "32", req, "Debug=true", "Downgrade=true", "Reflash=true", "Fast=true"}, 42, 0xF},
+      {{"DeferFlash", image, "32", req, "Debug=true", "Downgrade=true", "Reflash=true",
+        "Fast=true"},
+       42, 0xF},
       {{"DeferFlash", image, "32", req, "Cancel=true", "Dump=true", "Cancel=true"}, 42, 0x300},
       {{"DeferFlash", "0", "0", req}, 42, 0},
       {{"DeferFlash", image, "32"}, 1025, 0},
@@ -451,7 +475,8 @@ TEST(DeferScsiTargetArgumentsTest, DeferFlashArguments) {
     std::vector<const char*> argv;
     for (const std::string& a : c.args) argv.push_back(a.c_str());
     argv.push_back(nullptr);
-    EXPECT_EQ(c.result, target.CallOperation("DeferFlash", static_cast<int>(c.args.size()), argv.data()));
+    const int argc = static_cast<int>(c.args.size());
+    EXPECT_EQ(c.result, target.CallOperation("DeferFlash", argc, argv.data()));
     if (c.result != 42) {
       EXPECT_EQ(nullptr, target.request);
       continue;
@@ -479,8 +504,7 @@ TEST_F(DeferScsiTargetTest, FlashAnswers1AndSendsNothing) {
 }
 
 TEST_F(DeferScsiTargetTest, DumpWritesTheHeldRequestToTheNamedFile) {
-  C_TempDir dir;
-  C_Target::SetDumpDirectory(dir.Path());
+  const C_TempDir& dir = m_dumps;
   Identify();
   const std::string file = dir.File("ACME_DISK9000X_SN12345_D.dat");
   EXPECT_EQ(file, m_target->GetDumpFileName());
@@ -508,7 +532,9 @@ TEST_F(DeferScsiTargetTest, DumpWritesTheHeldRequestToTheNamedFile) {
   // A failing read leaves no file and nothing else behind.
   std::filesystem::remove(file);
   m_store.request.assign(program.request.GetRequest(), program.request.GetRequest() + 9728);
-  m_store.fault = [](const T_Recorded& r) { return r.cdb[6] == 0x26 && r.cdb[4] == 2 ? 31 : 0; };
+  m_store.fault = [](const T_Recorded& r) {
+    return r.cdb[6] == 0x26 && r.cdb[4] == 2 ? 31 : 0;
+  };
   EXPECT_EQ(31, m_target->Dump());
   EXPECT_TRUE(std::filesystem::is_empty(dir.Path()));
 
