@@ -274,7 +274,7 @@ int C_SimDrive::Download(Driver::S_Command& io_command, long i_offset, bool& o_c
 
   C_SimFirmwareImage image(buffer.data(), buffer.size());
   if (buffer.size() >= C_SimFirmwareImage::HEADER_SIZE) {
-    C_SimFirmwareImage::E_Check header = image.Check(m_state.product);
+    C_SimFirmwareImage::E_Check header = image.CheckHeader(m_state.product);
     // A header for another drive or no image at all is refused at once.
     if (header == C_SimFirmwareImage::FIRMWARE_BAD_MAGIC ||
         header == C_SimFirmwareImage::FIRMWARE_WRONG_PRODUCT) {

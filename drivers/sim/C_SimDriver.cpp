@@ -3,10 +3,7 @@
 #include <chrono>
 #include <thread>
 
-#if __has_include("ddff/C_DeferScsiTarget.h")
 #include "ddff/C_DeferScsiTarget.h"
-#define VEK_SIM_HAVE_DEFER 1
-#endif
 #include "device/C_QarnTargetId.h"
 #include "drivers/sim/C_SimController.h"
 #include "drivers/sim/C_SimTargetId.h"
@@ -126,10 +123,8 @@ C_Device* C_SimDriver::CreateDrive(C_Device* i_controller, const S_SimController
   C_TargetId* id;
   if (i_drive.kind == "ata") {
     device = new C_AtaTarget(ATA_CONTROLLER_ID, ATA_DRIVE_TYPE);
-#ifdef VEK_SIM_HAVE_DEFER
   } else if (i_drive.kind == "deferred") {
     device = new C_DeferScsiTarget();
-#endif
   } else {
     device = new C_ScsiTarget();
   }

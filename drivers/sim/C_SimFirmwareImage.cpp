@@ -65,14 +65,21 @@ std::size_t C_SimFirmwareImage::DeclaredSize() const {
   return HEADER_SIZE + sg_get_unaligned_le32(m_bytes + OFF_PAYLOAD_SIZE);
 }
 
-C_SimFirmwareImage::E_Check C_SimFirmwareImage::Check(const std::string& i_product) const {
-  if (m_size < HEADER_SIZE) return m_size >= 4 && sg_get_unaligned_le32(m_bytes) != MAGIC
-                                        ? FIRMWARE_BAD_MAGIC
-                                        : FIRMWARE_TRUNCATED;
+C_SimFirmwareImage::E_Check C_SimFirmwareImage::CheckHeader(const std::string& i_product) const {
+  if (m_size < HEADER_SIZE) {
+    return m_size >= 4 && sg_get_unaligned_le32(m_bytes) != MAGIC ? FIRMWARE_BAD_MAGIC
+                                                                   : FIRMWARE_TRUNCATED;
+  }
   if (sg_get_unaligned_le32(m_bytes + OFF_MAGIC) != MAGIC ||
       sg_get_unaligned_le32(m_bytes + OFF_HEADER_SIZE) != HEADER_SIZE) {
     return FIRMWARE_BAD_MAGIC;
   }
+  return Product() == i_product ? FIRMWARE_OK : FIRMWARE_WRONG_PRODUCT;
+}
+
+C_SimFirmwareImage::E_Check C_SimFirmwareImage::Check(const std::string& i_product) const {
+  E_Check header = CheckHeader(i_product);
+  if (header != FIRMWARE_OK) return header;
   const std::size_t declared = DeclaredSize();
   if (m_size < declared) return FIRMWARE_TRUNCATED;
   if (m_size > declared) return FIRMWARE_OVERSIZED;
@@ -80,7 +87,6 @@ C_SimFirmwareImage::E_Check C_SimFirmwareImage::Check(const std::string& i_produ
       sg_get_unaligned_le32(m_bytes + OFF_PAYLOAD_CRC)) {
     return FIRMWARE_BAD_CRC;
   }
-  if (Product() != i_product) return FIRMWARE_WRONG_PRODUCT;
   return FIRMWARE_OK;
 }
 

@@ -37,6 +37,8 @@ class C_SimFirmwareImage {
   // Parses i_bytes; Check() tells whether it fits a drive of i_product.
   C_SimFirmwareImage(const std::uint8_t* i_bytes, std::size_t i_size);
   E_Check Check(const std::string& i_product) const;
+  // The checks the 64-byte header allows alone: magic and product.
+  E_Check CheckHeader(const std::string& i_product) const;
   // The total size the header announces (header + payload), 0 before the
   // header is complete.
   std::size_t DeclaredSize() const;

@@ -189,6 +189,10 @@ TEST_F(C_SimDriveTest, RefusedImagesLeaveTheOldFirmware) {
     EXPECT_EQ(InquiryRevision(), "0102");
     RequestSense();
   }
+  // A header for another product is refused with its first segment.
+  T_Bytes other = Image("HT-900S", "0103", 50000);
+  EXPECT_EQ(WriteBuffer(7, 0, T_Bytes(other.begin(), other.begin() + 4096)), CHECK_CONDITION);
+  RequestSense();
   // A truncated image never completes: the next command reports it.
   T_Bytes image = Image("SG-4000", "0103", 5000);
   image.resize(3000);
