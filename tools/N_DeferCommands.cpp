@@ -101,6 +101,7 @@ int Status(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
 
 int Cancel(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
   const C_Host::S_Device& device = DeferredDrive(i_options, io_host);
+  const std::string before = io_host.Attribute(device, "DeferResult");  // read at enumeration
   // The operation wants a request even to cancel; it stays untouched.
   C_DDFF unused;
   const int status = io_host.Call(device, {"DeferFlash", "0", "0", Address(&unused), "Cancel=true"});
@@ -113,13 +114,15 @@ int Cancel(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
   const bool cancelled = result == "cancelled";
   if (result.empty()) {
     io_printer.Line(device.id + ": no request to cancel");
+  } else if (cancelled && before == "cancelled") {
+    io_printer.Line(device.id + ": the request was already cancelled");
   } else if (cancelled) {
     io_printer.Line(device.id + ": request cancelled", C_Printer::GREEN);
   } else {
     io_printer.Line(device.id + ": request not cancelled: it is " + result + " (only a pending request can be)",
                     C_Printer::YELLOW);
   }
-  io_printer.Json(json{{"device", device.id}, {"result", result}, {"cancelled", cancelled}});
+  io_printer.Json(json{{"device", device.id}, {"before", before}, {"result", result}, {"cancelled", cancelled}});
   return N_ExitStatus::SUCCESS;
 }
 

@@ -36,8 +36,8 @@ json SenseJson(const std::vector<std::uint8_t>& i_bytes, const N_Sense::S_Decode
   if (i_sense.valid) {
     sense["senseKey"] = i_sense.key;
     sense["senseKeyText"] = i_sense.keyText;
-    sense["asc"] = i_sense.asc;
-    sense["ascq"] = i_sense.ascq;
+    sense["asc"] = i_sense.hasAsc ? json(i_sense.asc) : json(nullptr);
+    sense["ascq"] = i_sense.hasAsc ? json(i_sense.ascq) : json(nullptr);
     sense["ascText"] = i_sense.ascText;
   }
   return sense;
@@ -77,7 +77,10 @@ int Show(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
       if (sense.valid) {
         decoded[attribute.first] = SenseJson(bytes, sense);
         rows.push_back({"", fmt::format("sense key {:X}h: {}", sense.key, sense.keyText)});
-        rows.push_back({"", fmt::format("ASC {:02X}h, ASCQ {:02X}h: {}", sense.asc, sense.ascq, sense.ascText)});
+        rows.push_back({"", sense.hasAsc ? fmt::format("ASC {:02X}h, ASCQ {:02X}h: {}", sense.asc, sense.ascq,
+                                                       sense.ascText)
+                                         : fmt::format("no additional sense code in these {} bytes",
+                                                       bytes.size())});
       }
       continue;
     }

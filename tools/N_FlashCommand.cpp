@@ -7,7 +7,6 @@
 #include <atomic>
 #include <cctype>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -30,6 +29,12 @@ namespace {
 const std::size_t DEFAULT_MAX_JOBS = 8;
 
 typedef std::vector<std::unique_ptr<C_FlashJob>> T_Jobs;
+
+// The progress row of the job running on this thread. Blocks are counted
+// by the thread that sends them: a deferred request reaches the driver as
+// its controller's blocks, not the drive's.
+const std::size_t NO_ROW = static_cast<std::size_t>(-1);
+thread_local std::size_t t_row = NO_ROW;
 
 std::string Trimmed(const std::string& i_text) {
   const auto first = i_text.find_first_not_of(' ');
@@ -172,18 +177,14 @@ std::string VerdictText(C_FlashJob::E_Verdict i_verdict, int i_status) {
 
 void RunJobs(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host, T_Jobs& io_jobs) {
   C_Progress progress(io_printer, io_printer.StderrIsTerminal() && io_printer.Verbosity() == 0);
-  std::map<C_Device*, std::size_t> rows;
-  for (const auto& job : io_jobs) {
-    rows[io_host.DeviceObject(job->Device())] = progress.Add(job->Device().id, job->TransferSize());
-  }
+  for (const auto& job : io_jobs) progress.Add(job->Device().id, job->TransferSize());
   const C_ObservingDriver::T_Observer trace = N_Trace::Tracer(io_printer, io_host.Driver());
   io_host.Driver().SetObserver([&](const Driver::S_Command& i_command, C_Device* i_device, int i_result) {
     trace(i_command, i_device, i_result);
-    auto row = rows.find(i_device);
     // Only what the drive took counts as sent.
-    if (row != rows.end() && i_result == 0 && i_command.direction == Driver::DIRECTION_OUT &&
+    if (t_row != NO_ROW && i_result == 0 && i_command.direction == Driver::DIRECTION_OUT &&
         i_command.dataBuffer) {
-      progress.Sent(row->second, i_command.dataLength);
+      progress.Sent(t_row, i_command.dataLength);
     }
   });
 
@@ -194,7 +195,9 @@ void RunJobs(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host,
     for (std::size_t index = next++; index < io_jobs.size(); index = next++) {
       C_FlashJob& job = *io_jobs[index];
       progress.Begin(index);
+      t_row = index;
       job.Run();
+      t_row = NO_ROW;
       progress.End(index, C_FlashJob::VerdictName(job.Outcome().verdict), !job.Failed() && !job.Unverified());
     }
   };

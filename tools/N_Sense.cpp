@@ -44,11 +44,13 @@ S_Decoded Decode(const std::vector<std::uint8_t>& i_sense) {
   const int length = static_cast<int>(i_sense.size());
   if (length == 0 || !sg_scsi_normalize_sense(i_sense.data(), length, &header)) return decoded;
   decoded.valid = true;
+  const bool descriptor = (i_sense[0] & 0x7F) >= 0x72;
+  decoded.hasAsc = length >= (descriptor ? 4 : 14);
   decoded.key = header.sense_key;
   decoded.asc = header.asc;
   decoded.ascq = header.ascq;
   decoded.keyText = KeyText(decoded.key);
-  decoded.ascText = AscText(decoded.asc, decoded.ascq);
+  if (decoded.hasAsc) decoded.ascText = AscText(decoded.asc, decoded.ascq);
   char report[1024];
   sg_get_sense_str(nullptr, i_sense.data(), length, 0, sizeof report, report);
   decoded.report = report;

@@ -11,6 +11,10 @@ namespace N_Sense {
 
 struct S_Decoded {
   bool valid = false;  // fixed or descriptor format that libsgutils2 understood
+  // False when the data ends before the additional sense code (the module
+  // may keep fewer bytes than the drive sent): asc and ascq are then 0 and
+  // mean nothing.
+  bool hasAsc = false;
   int key = 0;
   int asc = 0;
   int ascq = 0;
