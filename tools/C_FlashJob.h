@@ -68,10 +68,10 @@ class C_FlashJob {
 
   // The most a direct flash sends: WRITE BUFFER's buffer offset is a 24-bit
   // field (the same limit is kept for ATA downloads).
-  static const std::uint64_t DIRECT_LIMIT = 1u << 24;
+  static constexpr std::uint64_t DIRECT_LIMIT = 1u << 24;
   // What one deferred request may carry: 255 controller requests of 16384
   // bytes (chunk numbers are single bytes).
-  static const std::uint64_t DEFERRED_LIMIT = 255u * 16384u;
+  static constexpr std::uint64_t DEFERRED_LIMIT = 255u * 16384u;
 
  private:
   void RunDirect(C_Host::C_Session& io_session);

@@ -70,6 +70,9 @@ void C_Host::Walk(C_VekDevice* i_parent, const std::string& i_parentPath, int i_
     S_Device device;
     device.handle = handle;
     device.id = Attribute(device, "DeviceId");
+    // A drive that could not be identified publishes no id; its driver
+    // still names it.
+    if (device.id.empty()) device.id = m_driver->GetDeviceId(handle->GetDevice());
     device.path = i_parentPath.empty() ? device.id : i_parentPath + "/" + device.id;
     device.kind = Kind(handle);
     device.depth = i_depth;

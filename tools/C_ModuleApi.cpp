@@ -3,6 +3,9 @@
 #include <dlfcn.h>
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <cstring>
+
 #include "Common/Localization/ValueFormat.h"
 #include "tools/N_ExitStatus.h"
 
@@ -42,6 +45,17 @@ void C_ModuleApi::Resolve(const char* i_symbol, T& o_function) {
 C_ModuleApi::C_ModuleApi(const std::string& i_path)
     : m_path(i_path.empty() ? DefaultPath() : i_path), m_library(nullptr) {
   if (m_path.empty()) throw C_Failure(N_ExitStatus::FAILED, "cannot tell where libvek.so is; use --module");
+  // Checked before loading: a second copy of the module would run its own
+  // start-up and share names with the first.
+  struct stat info;
+  if (stat(m_path.c_str(), &info) != 0) {
+    throw C_Failure(N_ExitStatus::FAILED, m_path + ": cannot load the module: " + std::strerror(errno));
+  }
+  const std::string linked = DefaultPath();
+  if (!SameFile(m_path, linked)) {
+    throw C_Failure(N_ExitStatus::FAILED,
+                    m_path + ": not the libvek.so the drivers of this vekctl are built against (" + linked + ")");
+  }
   m_library = dlopen(m_path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (!m_library) {
     const char* why = dlerror();
@@ -56,13 +70,6 @@ C_ModuleApi::C_ModuleApi(const std::string& i_path)
     Resolve("_ZN9VekExport12GetAttributeEP13C_VekInstanceP11C_VekDevicePKc", GetAttribute);
     Resolve("_ZN9VekExport10GetOpNamesEP13C_VekInstanceP11C_VekDeviceiPPKc", GetOpNames);
     Resolve("_ZN9VekExport6CallOpEP13C_VekInstanceP11C_VekDevicePKciPS5_", CallOp);
-    const std::string linked = DefaultPath();
-    const std::string loaded = FileOf(reinterpret_cast<const void*>(StartEnum));
-    if (!SameFile(loaded, linked)) {
-      throw C_Failure(N_ExitStatus::FAILED,
-                      m_path + ": not the libvek.so the drivers of this vekctl are built against (" +
-                          linked + ")");
-    }
   } catch (...) {
     dlclose(m_library);
     throw;

@@ -12,9 +12,10 @@ class C_VekInstance;
 // reads from or asks of a device goes through these.
 //
 // The drivers vekctl builds the tree with are linked against libvek.so, so
-// the library loaded here must be that same file: the constructor refuses
-// another one (its entry points would work on objects of a second copy of
-// the module).
+// the library loaded here must be that same file (by another path, say): the
+// constructor refuses another one before loading it, since a second copy
+// of the module would run its own start-up and its entry points would meet
+// objects of the first.
 //
 // Not copyable; the library stays loaded for the life of the object. The
 // entry points follow the module's threading rules (the host serialises
@@ -22,8 +23,8 @@ class C_VekInstance;
 class C_ModuleApi {
  public:
   // i_path empty: DefaultPath(). Throws C_Failure (exit status 3) naming the
-  // file and the reason when it cannot be loaded, lacks an entry point or is
-  // not the library the drivers use.
+  // file and the reason when it does not exist, is not the library the
+  // drivers use, cannot be loaded or lacks an entry point.
   explicit C_ModuleApi(const std::string& i_path);
   ~C_ModuleApi();
   C_ModuleApi(const C_ModuleApi&) = delete;

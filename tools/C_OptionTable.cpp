@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include <nlohmann/json.hpp>
+
 #include "tools/N_ExitStatus.h"
 
 #ifndef VEKCTL_VERSION
@@ -163,7 +165,16 @@ int C_OptionTable::Parse(int argc, const char* const* argv) {
   } catch (const CLI::CallForVersion& e) {
     return m_app.exit(e);
   } catch (const CLI::ParseError& e) {
-    std::fprintf(stderr, "vekctl: %s\nRun with --help for more information.\n", e.what());
+    const std::string message = std::string("vekctl: ") + e.what() + " (see --help)";
+    std::fprintf(stderr, "%s\n", message.c_str());
+    // --json holds even for a command line that did not parse.
+    for (int i = 1; i < argc && std::string(argv[i]) != "--"; ++i) {
+      if (std::string(argv[i]) == "--json") {
+        const nlohmann::json document = {{"error", message}, {"exitStatus", N_ExitStatus::USAGE}};
+        std::printf("%s\n", document.dump(2).c_str());
+        break;
+      }
+    }
     return N_ExitStatus::USAGE;
   }
   return -1;

@@ -21,7 +21,8 @@ class C_OptionTable {
   // Parses the command line. -1: go on and run o_options.command. Otherwise
   // the process's exit status, with the output already written: 0 after
   // --help or --version (standard output), 1 after a usage error (one line
-  // on standard error, then a pointer to --help).
+  // on standard error; with --json also the error document on standard
+  // output).
   int Parse(int argc, const char* const* argv);
 
   // Every command as typed ("list", "defer status", ...), for tests and help.
