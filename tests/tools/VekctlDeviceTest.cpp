@@ -1,0 +1,259 @@
+// vekctl's tree commands, device names, exit statuses and help, run as a
+// subprocess on a fresh simulated fleet.
+#include "C_Vekctl.h"
+
+#ifdef VEKCTL_FILE
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include "drivers/sim/C_SimModePages.h"
+#include "tools/C_OptionTable.h"
+
+using nlohmann::json;
+
+namespace {
+
+TEST(VekctlDeviceTest, ListShowsTheFleetInTextAndJson) {
+  C_Vekctl vekctl;
+  const C_Vekctl::S_Result text = vekctl.Run({"list"});
+  ASSERT_EQ(text.status, 0) << text.err;
+  EXPECT_TRUE(text.err.empty()) << text.err;
+  EXPECT_NE(text.out.find("hba0/hba0:0"), std::string::npos) << text.out;
+  EXPECT_NE(text.out.find("SG-4000"), std::string::npos);
+
+  const json list = vekctl.Json({"list"});
+  ASSERT_EQ(list["devices"].size(), 8u);
+  struct S_Expected {
+    const char* id;
+    const char* path;
+    const char* vendor;
+    const char* revision;
+    const char* serial;
+  };
+  const S_Expected expected[] = {{"hba0", "hba0", "VEKSIM", "2.10", ""},
+                                 {"hba0:0", "hba0/hba0:0", "SEAGULL", "0102", "SGL0A1B2C3"},
+                                 {"hba0:1", "hba0/hba0:1", "HITACHA", "A310", "HT77Z09312"},
+                                 {"array0", "array0", "VEKSIM", "4.02", ""},
+                                 {"array0:0", "array0/array0:0", "ZQ", "0210", "ZQA5000000000000A001"},
+                                 {"array0:1", "array0/array0:1", "ZQ", "0305", "ZQA7500000000000B002"},
+                                 {"array0:2", "array0/array0:2", "ZQ", "ZQ05", "ZQS146C003"},
+                                 {"array0:3", "array0/array0:3", "ZQ", "ZQ11", "ZQS300D004"}};
+  for (std::size_t i = 0; i < 8; ++i) {
+    SCOPED_TRACE(expected[i].id);
+    const json& device = list["devices"][i];
+    EXPECT_EQ(device["id"], expected[i].id);
+    EXPECT_EQ(device["path"], expected[i].path);
+    EXPECT_EQ(device["vendor"], expected[i].vendor);
+    EXPECT_EQ(device["revision"], expected[i].revision);
+    EXPECT_EQ(device["serial"], expected[i].serial);
+  }
+  EXPECT_EQ(list["devices"][0]["kind"], "controller");
+  EXPECT_EQ(list["devices"][1]["kind"], "SCSI");
+  EXPECT_EQ(list["devices"][4]["kind"], "ATA");
+  // Deferred-flash drives are SCSI drives until the module has their target.
+  EXPECT_EQ(list["devices"][6]["kind"], HaveDeferredTarget(vekctl) ? "deferred" : "SCSI");
+}
+
+TEST(VekctlDeviceTest, DevicesAreNamedByIdSerialOrPath) {
+  C_Vekctl vekctl;
+  for (const char* name : {"hba0:1", "serial:HT77Z09312", "hba0/hba0:1"}) {
+    SCOPED_TRACE(name);
+    const json show = vekctl.Json({"show", name});
+    EXPECT_EQ(show["device"]["id"], "hba0:1");
+  }
+  for (const char* name : {"hba0:9", "serial:NOPE", "array0/hba0:1", ""}) {
+    SCOPED_TRACE(name);
+    const C_Vekctl::S_Result result = vekctl.Run({"show", name});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_TRUE(result.out.empty());
+    EXPECT_NE(result.err.find("no such device"), std::string::npos) << result.err;
+  }
+  int status = 0;
+  const json error = vekctl.Json({"ops", "hba0:9"}, &status);
+  EXPECT_EQ(status, 2);
+  EXPECT_EQ(error["exitStatus"], 2);
+  EXPECT_NE(error["error"].get<std::string>().find("hba0:9"), std::string::npos);
+}
+
+TEST(VekctlDeviceTest, ShowDecodesTheSenseDataTheDriveReported) {
+  C_Vekctl vekctl;
+  // The first process to identify the drive reads its power-on unit attention.
+  const json show = vekctl.Json({"show", "hba0:0"});
+  EXPECT_EQ(show["attributes"]["VendorId"], "SEAGULL");
+  EXPECT_EQ(show["attributes"]["$SenseData"].get<std::string>().substr(0, 9), "70 00 06 ");
+  const json& sense = show["decoded"]["$SenseData"];
+  EXPECT_EQ(sense["senseKey"], 6);
+  EXPECT_EQ(sense["senseKeyText"], "Unit Attention");
+  EXPECT_EQ(sense["asc"], 0x29);
+  EXPECT_EQ(sense["ascq"], 0);
+  EXPECT_NE(sense["ascText"].get<std::string>().find("Power on"), std::string::npos);
+
+  const C_Vekctl::S_Result text = vekctl.Run({"show", "hba0:0"});
+  ASSERT_EQ(text.status, 0);
+  EXPECT_NE(text.out.find("FirmwareRev"), std::string::npos) << text.out;
+  EXPECT_NE(text.out.find("sense key 0h: No Sense"), std::string::npos) << text.out;
+}
+
+TEST(VekctlDeviceTest, OpsListsTheTargetsOperations) {
+  C_Vekctl vekctl;
+  const json scsi = vekctl.Json({"ops", "hba0:0"});
+  const std::vector<std::string> names = scsi["operations"];
+  for (const char* name : {"Flash", "Inquiry", "RequestSense", "WriteBuffer", "CmprModePage"}) {
+    EXPECT_NE(std::find(names.begin(), names.end(), name), names.end()) << name;
+  }
+  const C_Vekctl::S_Result controller = vekctl.Run({"ops", "array0"});
+  EXPECT_EQ(controller.status, 0);
+  EXPECT_NE(controller.out.find("Restart\n"), std::string::npos) << controller.out;
+}
+
+// "call": the exit status follows the module's status; the meaning comes
+// with it.
+TEST(VekctlDeviceTest, CallReportsTheStatusAndItsMeaning) {
+  C_Vekctl vekctl;
+  // Page 8 as the simulated drive keeps it, compared in full: no difference.
+  const std::vector<std::uint8_t> page = C_SimModePages::Defaults()["08"];
+  std::vector<std::string> compare = {"call", "hba0:0", "CmprModePage", "0", "8", "0",
+                                      std::to_string(page.size() - 2)};
+  for (std::size_t i = 2; i < page.size(); ++i) compare.push_back(std::to_string(page[i]));
+  std::vector<std::string> differ = compare;
+  differ.back() = std::to_string(page.back() ^ 1);
+
+  struct S_Case {
+    std::vector<std::string> args;
+    int status;
+    int exit;
+    const char* meaning;
+  };
+  const S_Case cases[] = {
+      {{"call", "hba0:0", "TestUnitReady"}, 0, 0, "Success"},
+      {{"call", "hba0:0", "ModeSense", "0"}, 1025, 3, "Bad or missing argument"},
+      {{"call", "hba0:0", "NoSuchOperation"}, 1024, 3, "Unknown operation"},
+      {compare, 2000, 0, "0 bytes differ"},
+      {differ, 2001, 3, "1 bytes differ"},
+  };
+  for (const S_Case& c : cases) {
+    SCOPED_TRACE(c.args[2]);
+    int exit = -1;
+    const json result = vekctl.Json(c.args, &exit);
+    EXPECT_EQ(exit, c.exit);
+    EXPECT_EQ(result["status"], c.status);
+    EXPECT_EQ(result["exitStatus"], c.exit);
+    EXPECT_NE(result["meaning"].get<std::string>().find(c.meaning), std::string::npos) << result["meaning"];
+  }
+  const C_Vekctl::S_Result failed = vekctl.Run({"call", "hba0:0", "ModeSense", "0"});
+  EXPECT_EQ(failed.err, "hba0:0: ModeSense: status 1025 (0x401): Bad or missing argument\n");
+}
+
+TEST(VekctlDeviceTest, CallShowsTheAttributesItChanged) {
+  C_Vekctl vekctl;
+  // Identifying the drive took its power-on unit attention; asking again
+  // finds nothing more.
+  const json request = vekctl.Json({"call", "hba0:0", "RequestSense"});
+  EXPECT_EQ(request["status"], 0);
+  ASSERT_TRUE(request["changed"].contains("$SenseData")) << request.dump();
+  EXPECT_EQ(request["changed"]["$SenseData"].get<std::string>().substr(0, 9), " 70  0  0");
+  EXPECT_FALSE(request["changed"].contains("FirmwareRev"));
+}
+
+TEST(VekctlDeviceTest, AFailedCommandsSenseIsShownByTheNextProcess) {
+  C_Vekctl vekctl;
+  // Mode page 0x23 does not exist: ILLEGAL REQUEST, invalid field in CDB.
+  int exit = 0;
+  EXPECT_EQ(vekctl.Json({"call", "hba0:0", "ModeSense", "0", "0x23"}, &exit)["status"], 1034);
+  EXPECT_EQ(exit, 3);
+  const json illegal = vekctl.Json({"show", "hba0:0"})["decoded"]["$SenseData"];
+  EXPECT_EQ(illegal["senseKey"], 5);
+  EXPECT_EQ(illegal["asc"], 0x24);
+  EXPECT_EQ(illegal["ascq"], 0);
+  EXPECT_EQ(illegal["ascText"], "Invalid field in cdb");
+
+  // A stopped drive is NOT READY; the module keeps byte 12 + 7 bytes of
+  // sense data, which for ASC 04h ends before the ASC itself.
+  EXPECT_EQ(vekctl.Run({"call", "hba0:0", "StartStopUnit", "0", "0"}).status, 0);
+  EXPECT_EQ(vekctl.Json({"call", "hba0:0", "TestUnitReady"})["status"], 1034);
+  const json show = vekctl.Json({"show", "hba0:0"});
+  const json& sense = show["decoded"]["$SenseData"];
+  EXPECT_EQ(sense["senseKey"], 2);
+  EXPECT_EQ(sense["senseKeyText"], "Not Ready");
+  EXPECT_TRUE(sense["asc"].is_null()) << sense.dump();
+}
+
+TEST(VekctlDeviceTest, EveryCommandHasHelp) {
+  C_Vekctl vekctl;
+  for (const std::string& path : C_OptionTable::CommandPaths()) {
+    SCOPED_TRACE(path);
+    std::vector<std::string> args;
+    for (std::size_t from = 0, to; from != std::string::npos; from = to == std::string::npos ? to : to + 1) {
+      to = path.find(' ', from);
+      args.push_back(path.substr(from, to == std::string::npos ? to : to - from));
+    }
+    args.push_back("--help");
+    const C_Vekctl::S_Result result = vekctl.Run(args);
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_NE(result.out.find("Usage:"), std::string::npos) << result.out;
+    EXPECT_NE(result.out.find(args[args.size() - 2]), std::string::npos) << result.out;
+  }
+  const C_Vekctl::S_Result top = vekctl.Run({"--help"});
+  EXPECT_EQ(top.status, 0);
+  EXPECT_NE(top.out.find("Exit status"), std::string::npos);
+  const C_Vekctl::S_Result version = vekctl.Run({"--version"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.out.rfind("vekctl ", 0), 0u) << version.out;
+}
+
+TEST(VekctlDeviceTest, UsageErrorsExitWithOne) {
+  C_Vekctl vekctl;
+  const std::vector<std::vector<std::string>> calls = {
+      {},
+      {"frobnicate"},
+      {"show"},
+      {"list", "--no-such-option"},
+      {"defer"},
+      {"--driver", "scsi", "list"},
+      {"ddff", "build", "image.fw"},
+      {"ddff", "build", "image.fw", "-o", "x", "--flags", "turbo"},
+      {"--driver", "linux", "list"},
+  };
+  for (const auto& args : calls) {
+    SCOPED_TRACE(testing::PrintToString(args));
+    const C_Vekctl::S_Result result = vekctl.Run(args);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    EXPECT_TRUE(result.out.empty());
+  }
+  int status = 0;
+  EXPECT_EQ(vekctl.Json({"show"}, &status)["exitStatus"], 1);
+  EXPECT_EQ(status, 1);
+}
+
+// The module is loaded by path; the drivers are linked against one file and
+// another copy would be a second module in the process: it is refused
+// before it is loaded.
+TEST(VekctlDeviceTest, ModuleOptionTakesOnlyTheLibraryTheDriversUse) {
+  C_Vekctl vekctl;
+  EXPECT_EQ(vekctl.Run({"list", "--module", VEK_MODULE_FILE}).status, 0);
+
+  ASSERT_EQ(symlink(VEK_MODULE_FILE, vekctl.File("link.so").c_str()), 0);
+  EXPECT_EQ(vekctl.Run({"list", "--module", vekctl.File("link.so")}).status, 0);
+
+  WriteFileBytes(vekctl.File("libvek.so"), ReadFileBytes(VEK_MODULE_FILE));
+  struct S_Case {
+    std::string module;
+    const char* complaint;
+  };
+  const S_Case cases[] = {{vekctl.File("libvek.so"), "not the libvek.so the drivers"},
+                          {vekctl.File("missing.so"), "cannot load the module: No such file"}};
+  for (const S_Case& c : cases) {
+    SCOPED_TRACE(c.module);
+    const C_Vekctl::S_Result result = vekctl.Run({"list", "--module", c.module});
+    EXPECT_EQ(result.status, 3);
+    EXPECT_NE(result.err.find(c.complaint), std::string::npos) << result.err;
+    EXPECT_TRUE(result.out.empty());
+  }
+}
+
+}  // namespace
+
+#endif

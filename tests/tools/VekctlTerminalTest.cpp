@@ -1,0 +1,55 @@
+// vekctl on a real (pseudo-)terminal: the confirmation prompt, the
+// progress bars and colour, and NO_COLOR.
+#include "C_Vekctl.h"
+
+#ifdef VEKCTL_FILE
+
+#include <gtest/gtest.h>
+
+namespace {
+
+const char PROMPT[] = "[y/N] ";
+
+TEST(VekctlTerminalTest, PromptThenProgressBarsThenColouredTable) {
+  C_Vekctl vekctl;
+  const std::string image = vekctl.Image("SG-4000", "0103");
+  const C_Vekctl::S_Result run = vekctl.RunOnTerminal({"flash", image, "hba0:0", "hba0:1"}, PROMPT, "y\n");
+  EXPECT_EQ(run.status, 5) << run.out;  // hba0:1 is another product and refuses the image
+  EXPECT_NE(run.out.find("to 2 drives? [y/N] "), std::string::npos) << run.out;
+  // A bar per drive, redrawn in place, ending full for the drive that took it all.
+  EXPECT_NE(run.out.find("hba0:0  [########################] 100%  96.1 KiB/96.1 KiB"), std::string::npos)
+      << run.out;
+  EXPECT_NE(run.out.find("hba0:1  [------------------------]   0%"), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("\033[2A"), std::string::npos) << "bars are redrawn in place";
+  EXPECT_NE(run.out.find("\033[32msuccess\033[0m"), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("\033[31mfailed\033[0m"), std::string::npos) << run.out;
+  EXPECT_EQ(vekctl.Revision("hba0:0"), "0103");
+  EXPECT_EQ(vekctl.Revision("hba0:1"), "A310");
+}
+
+TEST(VekctlTerminalTest, AnythingButYesSendsNothing) {
+  C_Vekctl vekctl;
+  const std::string image = vekctl.Image("SG-4000", "0103");
+  for (const char* answer : {"n\n", "\n", "yess\n"}) {
+    SCOPED_TRACE(answer);
+    const C_Vekctl::S_Result run = vekctl.RunOnTerminal({"flash", image, "hba0:0"}, PROMPT, answer);
+    EXPECT_EQ(run.status, 1) << run.out;
+    EXPECT_NE(run.out.find("not confirmed; nothing was sent"), std::string::npos) << run.out;
+  }
+  EXPECT_EQ(vekctl.Revision("hba0:0"), "0102");
+}
+
+TEST(VekctlTerminalTest, NoColorKeepsTheTerminalPlain) {
+  C_Vekctl vekctl;
+  const std::string image = vekctl.Image("SG-4000", "0103");
+  const C_Vekctl::S_Result run =
+      vekctl.RunOnTerminal({"flash", image, "hba0:0", "--yes"}, "", "", {"NO_COLOR=1"});
+  EXPECT_EQ(run.status, 0) << run.out;
+  EXPECT_NE(run.out.find("100%"), std::string::npos) << "the bars stay";
+  EXPECT_EQ(run.out.find("\033[3"), std::string::npos) << "no colour: " << run.out;
+  EXPECT_EQ(run.out.find("\033[1m"), std::string::npos);
+}
+
+}  // namespace
+
+#endif

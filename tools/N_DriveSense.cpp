@@ -1,0 +1,27 @@
+#include "tools/N_DriveSense.h"
+
+namespace N_DriveSense {
+
+namespace {
+const char SENSE_ATTRIBUTE[] = "$SenseData";
+}
+
+std::vector<std::uint8_t> Current(C_Host& io_host, const C_Host::S_Device& i_device,
+                                  C_Host::C_Session* i_session) {
+  std::vector<std::uint8_t> bytes;
+  N_Sense::ParseByteAttribute(io_host.Attribute(i_device, SENSE_ATTRIBUTE, i_session), bytes);
+  return bytes;
+}
+
+bool Fetch(C_Host& io_host, const C_Host::S_Device& i_device, C_Host::C_Session* i_session,
+           N_Sense::S_Decoded& o_sense) {
+  o_sense = N_Sense::S_Decoded();
+  if (!io_host.HasOperation(i_device, "RequestSense", i_session)) return false;
+  // The attribute keeps the last sense; clearing is not offered, so an old
+  // value is told from a new one by the request's own result.
+  if (io_host.Call(i_device, {"RequestSense"}, i_session) != 0) return false;
+  o_sense = N_Sense::Decode(Current(io_host, i_device, i_session));
+  return o_sense.valid && o_sense.key != 0;
+}
+
+}  // namespace N_DriveSense

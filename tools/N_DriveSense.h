@@ -1,0 +1,28 @@
+#ifndef VEK_TOOLS_N_DRIVESENSE_H
+#define VEK_TOOLS_N_DRIVESENSE_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tools/C_Host.h"
+#include "tools/N_Sense.h"
+
+// Why a drive refused a command, in its own words: the module's
+// "RequestSense" operation fetches the sense data, which it publishes as
+// the byte attribute "$SenseData".
+namespace N_DriveSense {
+
+// Asks the drive for its sense data. True with o_sense filled when the
+// drive reported a sense key other than NO SENSE; false when the device has
+// no "RequestSense", the request failed or there is nothing to report.
+bool Fetch(C_Host& io_host, const C_Host::S_Device& i_device, C_Host::C_Session* i_session,
+           N_Sense::S_Decoded& o_sense);
+
+// The "$SenseData" bytes the device holds now (empty when none).
+std::vector<std::uint8_t> Current(C_Host& io_host, const C_Host::S_Device& i_device,
+                                  C_Host::C_Session* i_session);
+
+}  // namespace N_DriveSense
+
+#endif

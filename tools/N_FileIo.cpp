@@ -1,0 +1,73 @@
+#include "tools/N_FileIo.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "tools/N_ExitStatus.h"
+
+namespace N_FileIo {
+
+namespace {
+
+[[noreturn]] void Fail(const std::string& i_path, const char* i_what, int i_errno) {
+  throw C_Failure(N_ExitStatus::FAILED, i_path + ": cannot " + i_what + ": " + std::strerror(i_errno));
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> Read(const std::string& i_path) {
+  const int fd = open(i_path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) Fail(i_path, "read", errno);
+  struct stat info;
+  if (fstat(fd, &info) == 0 && S_ISDIR(info.st_mode)) {
+    close(fd);
+    Fail(i_path, "read", EISDIR);
+  }
+  std::vector<std::uint8_t> bytes;
+  std::uint8_t buffer[65536];
+  for (;;) {
+    const ssize_t n = read(fd, buffer, sizeof buffer);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) {
+      const int error = errno;
+      close(fd);
+      Fail(i_path, "read", error);
+    }
+    if (n == 0) break;
+    bytes.insert(bytes.end(), buffer, buffer + n);
+  }
+  close(fd);
+  return bytes;
+}
+
+void WriteAtomically(const std::string& i_path, const std::uint8_t* i_data, std::size_t i_size) {
+  std::string temporary = i_path + ".XXXXXX";
+  const int fd = mkstemp(&temporary[0]);
+  if (fd < 0) Fail(i_path, "write", errno);
+  // mkstemp makes the file private; what vekctl writes is meant to be read.
+  fchmod(fd, 0644);
+  std::size_t done = 0;
+  int error = 0;
+  while (done < i_size) {
+    const ssize_t n = write(fd, i_data + done, i_size - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) {
+      error = errno;
+      break;
+    }
+    done += static_cast<std::size_t>(n);
+  }
+  if (!error && fsync(fd) != 0) error = errno;
+  if (close(fd) != 0 && !error) error = errno;
+  if (!error && rename(temporary.c_str(), i_path.c_str()) != 0) error = errno;
+  if (error) {
+    unlink(temporary.c_str());
+    Fail(i_path, "write", error);
+  }
+}
+
+}  // namespace N_FileIo

@@ -1,0 +1,19 @@
+#ifndef VEK_TOOLS_N_FILEIO_H
+#define VEK_TOOLS_N_FILEIO_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// Whole-file reading and writing for vekctl's commands. Failures throw
+// C_Failure (exit status 3) naming the file and the system's reason.
+namespace N_FileIo {
+
+std::vector<std::uint8_t> Read(const std::string& i_path);
+// Writes to a temporary file in the same directory and renames it over
+// i_path, so an existing file is either replaced whole or left as it was.
+void WriteAtomically(const std::string& i_path, const std::uint8_t* i_data, std::size_t i_size);
+
+}  // namespace N_FileIo
+
+#endif
