@@ -46,14 +46,14 @@ TEST_F(VekctlDeferTest, FlashIsPendingUntilTheAgentRuns) {
 }
 
 TEST_F(VekctlDeferTest, AFailedRequestReportsTheInstructionAndSense) {
-  // An image for another product: the drive refuses it once the last
-  // WRITE BUFFER (instruction 3) completes it.
+  // An image for another product: the drive refuses its header with the
+  // first WRITE BUFFER (instruction 0).
   m_vekctl.Run({"flash", m_vekctl.Image("ZQ-SAS-300", "ZQ12"), "array0:2", "--yes"});
   m_vekctl.Run({"sim", "restart", "array0"});
   const json status = m_vekctl.Json({"defer", "status", "array0:2"});
   EXPECT_EQ(status["request"]["result"], "error");
   const json& error = status["request"]["error"];
-  EXPECT_EQ(error["instruction"], 3);
+  EXPECT_EQ(error["instruction"], 0);
   EXPECT_EQ(error["senseKey"], 5);
   EXPECT_EQ(error["asc"], 0x26);
   EXPECT_EQ(error["sense"], "ILLEGAL REQUEST, invalid field in parameter list");
