@@ -13,12 +13,8 @@ TEST(VersionTest, ParseAndPrintTable) {
     const char* printed;
   } cases[] = {
       {"2.10.0.255", 0x020A00FFu, "02.10.00.255"},
-      {"1.2.3.4", 0x01020304u, "01.02.03.04"},
-      {"0.0.0.0", 0u, "00.00.00.00"},
-      {"256.1.1.1", 0x00010101u, "00.01.01.01"},
-      {"300.1.1.1", 0x2C010101u, "44.01.01.01"},
-      {"1.2.3.4abc", 0x01020304u, "01.02.03.04"},
-      {" 7. +8.9.10", 0x0708090Au, "07.08.09.10"},
+      {"300.1.1.1", 0x2C010101u, "44.01.01.01"},  // low 8 bits only
+      {" 7. +8.9.10abc", 0x0708090Au, "07.08.09.10"},
       {"-1.0.0.0", 0xFF000000u, "255.00.00.00"},
       {"1..2.3", 0x01000203u, "01.00.02.03"},
       {"a.b.c.d", 0u, "00.00.00.00"},
@@ -30,10 +26,13 @@ TEST(VersionTest, ParseAndPrintTable) {
     EXPECT_EQ(c.value, version.Get());
     EXPECT_EQ(c.printed, version.GetString());
   }
+  EXPECT_TRUE(C_Version(0x01000000u) < C_Version(0xFF000000u));  // unsigned
+  EXPECT_FALSE(C_Version(0xFF000000u) < C_Version(0x01000000u));
 }
 
+// Without three separators: an int* holding 1 is thrown, the value stays.
 TEST(VersionTest, MissingSeparatorsThrowIntPointerAndKeepTheValue) {
-  for (const char* text : {"1.2.3", "1.2", "1", "", "1,2,3,4"}) {
+  for (const char* text : {"1.2.3", "", "1,2,3,4"}) {
     SCOPED_TRACE(text);
     C_Version version(0x01020304u);
     try {
@@ -45,24 +44,6 @@ TEST(VersionTest, MissingSeparatorsThrowIntPointerAndKeepTheValue) {
     }
     EXPECT_EQ(0x01020304u, version.Get());
   }
-  // The constructor throws the same way.
-  bool thrown = false;
-  try {
-    C_Version version{std::string("9.9")};
-  } catch (int* error) {
-    std::unique_ptr<int> owned(error);
-    thrown = *owned == 1;
-  }
-  EXPECT_TRUE(thrown);
-}
-
-TEST(VersionTest, Ordering) {
-  EXPECT_TRUE(C_Version(0x01000000u) < C_Version(0xFF000000u));  // unsigned
-  EXPECT_FALSE(C_Version(0xFF000000u) < C_Version(0x01000000u));
-  EXPECT_TRUE(C_Version(std::string("1.2.3.4")) == C_Version(0x01020304u));
-  C_Version version;
-  version = 5u;
-  EXPECT_EQ(5u, version.Get());
 }
 
 }  // namespace
