@@ -1,7 +1,9 @@
 #include "Blob/C_Blob.h"
 
+#include <atomic>
 #include <cerrno>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -60,11 +62,24 @@ TEST(C_BlobTest, CopyAdoptAndCopyData) {
   delete[] copy;
 }
 
+// A blob type that counts calls to its virtual SetData: assignment goes
+// through it.
+class C_RecordingBlob : public C_Blob {
+ public:
+  using C_Blob::SetData;
+  void SetData(const C_Blob& i_other) override {
+    ++sharedSets;
+    C_Blob::SetData(i_other);
+  }
+  int sharedSets = 0;
+};
+
 TEST(C_BlobTest, CopiesShareOneBufferAndAssignmentWithinItChangesNoCount) {
   C_Blob original(kText, kTextLength, false);
   C_Blob copy(original);
-  C_Blob assigned;
-  assigned = copy;
+  C_RecordingBlob assigned;
+  static_cast<C_Blob&>(assigned) = copy;
+  EXPECT_EQ(assigned.sharedSets, 1);
   unsigned a = 0, b = 0;
   EXPECT_EQ(original.GetData(a), assigned.GetData(b));
   EXPECT_EQ(original.GetSharedData().GetReferenceCount(), 3);
@@ -78,7 +93,7 @@ TEST(C_BlobTest, CopiesShareOneBufferAndAssignmentWithinItChangesNoCount) {
   original.SetData("other", 5, false);
   EXPECT_EQ(BytesOf(assigned), kText);
   EXPECT_EQ(assigned.GetSharedData().GetReferenceCount(), 1);
-  assigned = C_Blob();
+  static_cast<C_Blob&>(assigned) = C_Blob();  // an empty blob empties it
   EXPECT_FALSE(assigned.HasData());
 
   // A new buffer from the blob's own bytes: the old one goes only after the copy.
@@ -101,26 +116,6 @@ TEST(C_BlobTest, CloneSharesCloneDeepCopies) {
   EXPECT_EQ(BytesOf(*shallow), kText) << "a clone keeps the buffer it shared";
   EXPECT_EQ(BytesOf(*deep), kText);
   EXPECT_FALSE(C_Blob().CloneDeep()->HasData());
-}
-
-// A blob type that counts calls to its virtual SetData, to see that
-// assignment goes through it.
-class C_RecordingBlob : public C_Blob {
- public:
-  using C_Blob::SetData;
-  void SetData(const C_Blob& i_other) override {
-    ++sharedSets;
-    C_Blob::SetData(i_other);
-  }
-  int sharedSets = 0;
-};
-
-TEST(C_BlobTest, AssignmentGoesThroughVirtualSetData) {
-  C_RecordingBlob target;
-  C_Blob source(kText, kTextLength, false);
-  static_cast<C_Blob&>(target) = source;
-  EXPECT_EQ(target.sharedSets, 1);
-  EXPECT_EQ(BytesOf(target), kText);
 }
 
 // Makes each byte allocation of 4096 bytes fail, for as long as it lives.
@@ -149,6 +144,79 @@ TEST(C_BlobTest, AllocationFailureIsReportedAsBadAlloc) {
   EXPECT_NO_THROW(blob.SetData(new unsigned char[4096](), 4096, true));
   EXPECT_NO_THROW(blob.SetData(big.data(), 4095, false));
   EXPECT_EQ(blob.GetDataLen(), 4095u);
+}
+
+// Reference counting under contention; also run under ThreadSanitizer (the
+// suite name matches the threaded-test filter of ./run).
+
+const int kThreads = 8;
+const int kRounds = 20000;
+
+std::atomic<int> s_frees{0};
+
+// Frees the buffer and counts how often that happens.
+void CountingDeleter(void* i_instance) {
+  s_frees.fetch_add(1);
+  C_NonConstReference<C_BlobData>::StandardDeleter(i_instance);
+}
+
+// Starts all threads together so that they really overlap.
+template <class F>
+void RunTogether(F i_work) {
+  std::atomic<bool> go{false};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&go, &i_work, t] {
+      while (!go.load()) std::this_thread::yield();
+      i_work(t);
+    });
+  }
+  go.store(true);
+  for (std::thread& thread : threads) thread.join();
+}
+
+// Threads copy, assign and drop handles to one buffer; the count must come
+// back to exactly the main thread's one reference, and the bytes stay put.
+TEST(C_BlobConcurrencyTest, CopiesAndDropsKeepTheCount) {
+  const unsigned char bytes[] = {1, 2, 3, 4, 5, 6, 7, 8};
+  C_Blob shared(bytes, sizeof bytes, false);
+  std::atomic<int> badReads{0};
+  RunTogether([&](int) {
+    C_Blob mine;
+    for (int i = 0; i < kRounds; ++i) {
+      C_Blob copy(shared);
+      mine = copy;
+      unsigned length = 0;
+      const unsigned char* data = mine.GetData(length);
+      if (length != sizeof bytes || data[7] != 8) badReads.fetch_add(1);
+      if (i % 3 == 0) mine.ClearData();
+    }
+  });
+  EXPECT_EQ(badReads.load(), 0);
+  EXPECT_EQ(shared.GetSharedData().GetReferenceCount(), 1);
+}
+
+// The last reference is dropped by whichever thread gets there last; the
+// buffer is freed exactly once.
+TEST(C_BlobConcurrencyTest, BufferFreedExactlyOnce) {
+  for (int trial = 0; trial < 20; ++trial) {
+    s_frees.store(0);
+    const unsigned char bytes[64] = {42};
+    C_SmartPtr<C_BlobData> shared(
+        new C_NonConstReference<C_BlobData>(new C_BlobData(bytes, sizeof bytes, false), &CountingDeleter));
+    std::vector<C_SmartPtr<C_BlobData>> handed(kThreads, shared);
+    shared.Release();  // only the threads hold it now
+    RunTogether([&](int i_thread) {
+      C_SmartPtr<C_BlobData> own = handed[i_thread];
+      handed[i_thread].Release();
+      for (int i = 0; i < kRounds / 20; ++i) {
+        C_SmartPtr<C_BlobData> copy(own);
+        C_SmartPtr<C_BlobData> other;
+        other = copy;
+      }
+    });
+    ASSERT_EQ(s_frees.load(), 1) << "trial " << trial;
+  }
 }
 
 }  // namespace

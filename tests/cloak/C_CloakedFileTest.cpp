@@ -6,6 +6,8 @@
 
 #include <ctime>
 #include <random>
+#include <thread>
+#include <vector>
 
 #include "Common/Localization/Local.h"
 #include "Common/Localization/VekMessages.h"
@@ -18,23 +20,29 @@ namespace {
 
 const std::uint32_t kMagic = 0x7A715E58;  // "X^qz"
 
-std::string Header(std::uint32_t i_magic, std::uint32_t i_size, std::uint16_t i_method,
-                   std::uint16_t i_variant, std::uint32_t i_seed) {
-  std::string h(16, '\0');
-  for (int i = 0; i < 4; ++i) {
-    h[i] = static_cast<char>(i_magic >> (8 * i));
-    h[4 + i] = static_cast<char>(i_size >> (8 * i));
-    h[12 + i] = static_cast<char>(i_seed >> (8 * i));
-  }
-  for (int i = 0; i < 2; ++i) {
-    h[8 + i] = static_cast<char>(i_method >> (8 * i));
-    h[10 + i] = static_cast<char>(i_variant >> (8 * i));
+// A header: the four little-endian 32-bit fields, method and variant
+// sharing the third.
+std::string Header(std::uint32_t i_magic, std::uint32_t i_size, std::uint16_t i_method, std::uint16_t i_variant,
+                   std::uint32_t i_seed) {
+  std::string h;
+  for (std::uint32_t field : {i_magic, i_size, i_method | static_cast<std::uint32_t>(i_variant) << 16, i_seed}) {
+    for (int i = 0; i < 4; ++i) h += static_cast<char>(field >> (8 * i));
   }
   return h;
 }
 
+// The definition of cloaking, one byte at a time: the state steps, then the
+// byte is XORed with bits 9 to 16 of the new state. Returns the last state.
+std::uint32_t Reference(std::string& io_bytes, std::uint32_t i_state) {
+  for (char& c : io_bytes) {
+    i_state = 1u - 99u * i_state;
+    c = static_cast<char>(c ^ ((i_state >> 9) & 0xFF));
+  }
+  return i_state;
+}
+
 std::string Cloaked(std::string i_plain, std::uint32_t i_seed) {
-  Crypt::Cloak(&i_plain[0], static_cast<long>(i_plain.size()), i_seed);
+  Reference(i_plain, i_seed);
   return i_plain;
 }
 
@@ -93,43 +101,31 @@ TEST_F(C_CloakedFileTest, WrittenBytesFollowTheFormat) {
 
 TEST_F(C_CloakedFileTest, RoundTripsInOneAndInManyCalls) {
   const std::string plain = RandomText(1 << 20, 7);
-  const std::string one = m_dir.File("one.ck");
-  const std::string many = m_dir.File("many.ck");
-  {
-    C_CloakedFile out;
-    ASSERT_TRUE(out.OpenOutput(one));
-    EXPECT_EQ(out.Write(plain.data(), static_cast<std::uint32_t>(plain.size())), plain.size());
-  }  // destruction closes it
-  {
-    C_CloakedFile out;
-    ASSERT_TRUE(out.OpenOutput(many));
-    std::mt19937 random(8);
+  const std::string paths[] = {m_dir.File("one.ck"), m_dir.File("many.ck")};
+  std::mt19937 random(8);
+  for (const std::string& path : paths) {  // in one call, then in pieces of 1 to 3000 bytes
+    C_CloakedFile out;                       // closed by its destructor
+    ASSERT_TRUE(out.OpenOutput(path));
     for (std::size_t at = 0, piece; at < plain.size(); at += piece) {
-      piece = std::min<std::size_t>(1 + random() % 3000, plain.size() - at);
+      piece = path == paths[0] ? plain.size() : std::min<std::size_t>(1 + random() % 3000, plain.size() - at);
       ASSERT_EQ(out.Write(plain.data() + at, static_cast<std::uint32_t>(piece)), piece);
     }
-    out.Close();
   }
-  for (const std::string& path : {one, many}) {
+  for (const std::string& path : paths) {
     SCOPED_TRACE(path);
-    EXPECT_EQ(ReadAll(path, 1 << 20), plain);
-    EXPECT_EQ(ReadAll(path, 977), plain);
+    EXPECT_TRUE(ReadAll(path, 1 << 20) == plain);
+    EXPECT_TRUE(ReadAll(path, 977) == plain);
+    // The file is the header and the plain bytes cloaked from its seed.
+    const std::string bytes = ReadFileBytes(path);
+    std::uint32_t seed = 0;
+    for (int i = 3; i >= 0; --i) seed = seed << 8 | static_cast<unsigned char>(bytes[12 + i]);
+    EXPECT_TRUE(bytes == Header(kMagic, 16, 1, 0, seed) + Cloaked(plain, seed));
   }
-  // The contents are the plain bytes cloaked from the header's seed.
-  const std::string bytes = ReadFileBytes(one);
-  std::uint32_t seed = 0;
-  for (int i = 3; i >= 0; --i) seed = seed << 8 | static_cast<unsigned char>(bytes[12 + i]);
-  EXPECT_EQ(bytes.substr(16), Cloaked(plain, seed));
 }
 
 TEST_F(C_CloakedFileTest, HeaderChecksInOrder) {
   const std::string good = Header(kMagic, 16, 1, 0, 5);
-  const struct {
-    const char* what;
-    std::string bytes;
-    const char* message;
-    int code;
-  } cases[] = {
+  const struct { const char* what; std::string bytes; const char* message; int code; } cases[] = {
       {"empty file", "", "Cannot read header", 3},
       {"shorter than 8 bytes", good.substr(0, 7), "Cannot read header", 3},
       {"shorter than 16 bytes", good.substr(0, 15), "Cannot read header", 3},
@@ -230,6 +226,83 @@ TEST_F(C_CloakedFileTest, RandomFiles) {
     } catch (const C_CloakedFile::C_CloakException& e) {
       EXPECT_TRUE(e.GetErrno() == 3 || e.GetErrno() == 5) << e.what();
     }
+  }
+}
+
+constexpr long kCycle = 1L << 17;
+
+// Start states: small, large, and one whose low part sits just before the
+// end of the key cycle (the cycle starts at low part 0), so every length
+// crosses the wrap.
+std::vector<std::uint32_t> StartStates() {
+  std::string scratch(kCycle - 10, '\0');
+  std::uint32_t nearWrap = Reference(scratch, 0);
+  std::vector<std::uint32_t> states = {0, 1, 0xFFFFFFFF, 0x80000000, 0x1FFFF, 0x20000, 0xDEADBEEF, nearWrap,
+                                       nearWrap + 0x12340000};
+  std::mt19937 random(99);
+  for (int i = 0; i < 4; ++i) states.push_back(random());
+  return states;
+}
+
+// Cloak in place and CloakCopy give the bytes and state of the byte loop.
+TEST(Cloak, MatchesTheByteLoopForEveryLengthAndState) {
+  std::vector<long> lengths;
+  for (long n = 0; n <= 300; ++n) lengths.push_back(n);
+  for (long n : {1000L, 4095L, 4096L, 65537L, kCycle - 1, kCycle, kCycle + 1, 3 * kCycle + 77}) lengths.push_back(n);
+  const std::string data = RandomText(3 * kCycle + 77, 1);
+  for (std::uint32_t state : StartStates()) {
+    for (long length : lengths) {
+      std::string expected = data.substr(0, static_cast<std::size_t>(length));
+      std::string inPlace = expected, copy(expected.size(), '\0');
+      const std::uint32_t want = Reference(expected, state);
+      ASSERT_EQ(Crypt::Cloak(&inPlace[0], length, state), want) << "state " << state << " length " << length;
+      ASSERT_TRUE(inPlace == expected) << "state " << state << " length " << length;
+      ASSERT_EQ(Crypt::CloakCopy(data.data(), &copy[0], length, state), want);
+      ASSERT_TRUE(copy == expected);
+      ASSERT_EQ(Crypt::Advance(state, static_cast<std::uint64_t>(length)), want);
+    }
+  }
+  char byte = 'Z';
+  EXPECT_EQ(Crypt::Cloak(&byte, -5, 1234), 1234u);
+  EXPECT_EQ(Crypt::CloakCopy(&byte, &byte, -1, 9), 9u);
+  EXPECT_EQ(byte, 'Z');
+}
+
+TEST(Cloak, AnySplitIntoCallsGivesTheSameBytes) {
+  const std::string data = RandomText(600000, 2);
+  std::mt19937 random(3);
+  for (std::uint32_t state : StartStates()) {
+    std::string expected = data;
+    const std::uint32_t want = Reference(expected, state);
+    for (std::size_t limit : {100, 5000, 300000}) {  // pieces from 1 byte to well past the key cycle
+      std::string actual = data;
+      std::uint32_t running = state;
+      for (std::size_t at = 0, piece; at < actual.size(); at += piece) {
+        piece = std::min<std::size_t>(1 + random() % limit, actual.size() - at);
+        running = Crypt::Cloak(&actual[at], static_cast<long>(piece), running);
+      }
+      EXPECT_EQ(running, want);
+      EXPECT_TRUE(actual == expected) << "pieces up to " << limit << ", state " << state;
+    }
+  }
+}
+
+// Many threads making the first large call at once: the tables are built
+// once and every thread gets the right bytes.
+TEST(CloakThreads, ConcurrentFirstUse) {
+  const std::string data = RandomText(300000, 5);
+  std::string expected = data;
+  const std::uint32_t want = Reference(expected, 42);
+  std::vector<std::string> results(4, data);
+  std::vector<std::uint32_t> states(4);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&, t] { states[t] = Crypt::Cloak(&results[t][0], static_cast<long>(data.size()), 42); });
+  }
+  for (auto& thread : threads) thread.join();
+  for (int t = 0; t < 4; ++t) {
+    EXPECT_EQ(states[t], want);
+    EXPECT_TRUE(results[t] == expected);
   }
 }
 

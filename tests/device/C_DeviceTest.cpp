@@ -18,8 +18,7 @@ TEST(C_DeviceTest, SetTimeoutParsesWithBaseDetection) {
     int expectedStatus;
     int expectedTimeout;
   } cases[] = {
-      {{"SetTimeout", "0x1e"}, 0, 30},
-      {{"SetTimeout", "017"}, 0, 15},
+      {{"SetTimeout", "0x1e"}, 0, 30}, {{"SetTimeout", "017"}, 0, 15},
       {{"SetTimeout", "42s"}, 0, 42},  // trailing text ignored
       {{"SetTimeout", "-5"}, VEK_STATUS_BAD_ARGUMENT, 7},
       {{"SetTimeout"}, 0, 0},  // the terminating null reads as 0

@@ -17,11 +17,8 @@ TEST(C_FileSpec, Parts) {
     const char* base;
     const char* extension;
   } const cases[] = {
-      {"/abs/file.tar.gz", "/abs/", "file.tar.gz", "file.tar", ".gz"},
-      {"plain", "", "plain", "plain", ""},
-      {"dir/", "dir/", "", "", ""},
-      {"a/.profile", "a/", ".profile", ".profile", ""},
-      {"a.b/c", "a.b/", "c", "c", ""},
+      {"/abs/file.tar.gz", "/abs/", "file.tar.gz", "file.tar", ".gz"}, {"plain", "", "plain", "plain", ""},
+      {"dir/", "dir/", "", "", ""}, {"a/.profile", "a/", ".profile", ".profile", ""}, {"a.b/c", "a.b/", "c", "c", ""},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.path);
@@ -37,10 +34,7 @@ TEST(C_FileSpec, Parts) {
 }
 
 TEST(C_FileSpec, Normalize) {
-  struct {
-    const char* in;
-    const char* out;
-  } const cases[] = {
+  struct { const char* in; const char* out; } const cases[] = {
       {"a/./b", "a/b"},     {"a//b///c", "a/b/c"}, {"a/b/../c", "a/c"}, {"a/../../b", "../b"},
       {"../../a", "../../a"}, {"/../a", "/a"},     {"/a/b/../../..", "/"}, {"a/..", "."},
       {"a/../", "./"},      {"lib/../share/vek/", "share/vek/"},       {"", ""},

@@ -1,6 +1,7 @@
 #include "foundation/C_File.h"
 
 #include <fcntl.h>
+#include <glob.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -97,6 +98,19 @@ TEST(C_File, ReplaceThroughALinkNewFileAndFailures) {
   file.Attach(stdout, false);
   EXPECT_TRUE(file.Close());
   EXPECT_NE(::fcntl(STDOUT_FILENO, F_GETFD), -1);
+}
+
+TEST(C_Glob, MatchesSortedAndNoMatch) {
+  C_TempDir dir;
+  for (const char* name : {"b.msg", "a.msg", "c.txt"}) WriteFileBytes(dir.File(name), "x");
+  ASSERT_TRUE(N_FileUtilities::MakeDirectory(dir.File("d.msg")));
+  C_Glob msgs(dir.Path() + "/*.msg");
+  EXPECT_EQ(msgs.GetStatus(), 0);
+  EXPECT_EQ(msgs.GetPaths(), (std::vector<std::string>{dir.File("a.msg"), dir.File("b.msg"), dir.File("d.msg")}));
+  EXPECT_EQ(C_Glob(dir.Path() + "/d*", GLOB_MARK).GetPaths(), std::vector<std::string>{dir.File("d.msg/")});
+  C_Glob none(dir.Path() + "/*.none");
+  EXPECT_EQ(none.GetStatus(), GLOB_NOMATCH);
+  EXPECT_TRUE(none.empty());
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include "foundation/C_HexConverter.h"
+#include "foundation/C_vstring.h"
 
 #include <string>
 #include <vector>
@@ -14,10 +15,7 @@ std::string Dump(const std::vector<unsigned char>& i_bytes) {
 
 TEST(C_HexConverterTest, LinesByLength) {
   const std::string full = "00000000: 41 42 43 44 45 46 47 48 : ABCDEFGH\n";
-  struct S_Case {
-    unsigned length;
-    std::string expected;
-  } cases[] = {
+  struct S_Case { unsigned length; std::string expected; } cases[] = {
       {0, ""},
       {8, full},
       {9, full + "00000008: 49                      : I       \n"},
@@ -64,6 +62,13 @@ TEST(C_HexConverterTest, MarkerShowsTildeOnTheNextNonPrintableByte) {
   EXPECT_EQ(converter.Convert(bytes.data(), 1), "00000000: 41                      : A       \n");
   EXPECT_EQ(converter.GetString(), converter.Convert(bytes.data(), 1));
   EXPECT_EQ(converter.Convert(nullptr, 5), "");
+}
+
+TEST(C_vstringTest, FormatReplacesAppendFormatAppends) {
+  C_vstring text("old");
+  EXPECT_EQ(text.Format("%08x|%s|%d", 0x1Au, "ab", -3), "0000001a|ab|-3");
+  text.AppendFormat("+%c", 'z').AppendFormat("%s", "");
+  EXPECT_EQ(text, "0000001a|ab|-3+z");
 }
 
 }  // namespace

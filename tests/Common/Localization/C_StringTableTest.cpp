@@ -74,12 +74,7 @@ TEST(C_StringTable, BareFacilityNameIsRelativeToCurrentDirectory) {
 TEST(C_StringTable, ContentsChecked) {
   static const char kGarbage[] = "\0\xff\x01[=\n=\"\n1=ok";
   const std::string header = "Signature=0x2BE1FEED\nLocale=en_US\nFacility=disk\n";
-  struct {
-    const char* what;
-    std::string contents;
-    bool good;
-    const char* one;
-  } const cases[] = {
+  struct { const char* what; std::string contents; bool good; const char* one; } const cases[] = {
       {"hexadecimal signature", header + "1=x\n", true, "x"},
       {"decimal signature, keys in any order, quoted",
        "Facility=\"disk\"\nLocale= en_US \nSignature=736231149\n1=x", true, "x"},

@@ -27,11 +27,7 @@ C_Text Arguments() {
 // The markup, its errors and its recovery: an error drops the character
 // that caused it and whatever was pending, and the text goes on.
 TEST(TextFormat, Markup) {
-  const struct {
-    const char* what;
-    const char* templ;
-    const char* expected;
-  } cases[] = {
+  const struct { const char* what; const char* templ; const char* expected; } cases[] = {
       // text and character references
       {"entities", "Drive &lt;0&gt; &amp; &apos;x&apos; &quot;y&quot;", "Drive <0> & 'x' \"y\""},
       {"references keep the low byte", "&#65;&#x42;&#x6a;&#321;&#x141;", "ABjAA"},

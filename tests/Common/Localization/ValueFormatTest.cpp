@@ -8,15 +8,9 @@
 namespace {
 
 TEST(FormatIntervalTest, Table) {
-  struct S_Case {
-    long seconds;
-    const char* text;
-  } cases[] = {
-      {61, " 0:01:01"},
-      {86399, "23:59:59"},
-      {86400, "1 days,  0:00:00"},
-      {10 * 86400 + 13 * 3600 + 7, "10 days, 13:00:07"},
-      {-61, " 0:-1:-1"},
+  struct S_Case { long seconds; const char* text; } cases[] = {
+      {61, " 0:01:01"}, {86399, "23:59:59"}, {86400, "1 days,  0:00:00"},
+      {10 * 86400 + 13 * 3600 + 7, "10 days, 13:00:07"}, {-61, " 0:-1:-1"},
       {-90061, "-1:-1:-1"},  // no day part below zero: hours keep only the remainder
   };
   for (const S_Case& c : cases) {

@@ -91,14 +91,25 @@ class VekMessagesLocale : public ::testing::Test {
   void SetUp() override { ASSERT_TRUE(Local::SetDirectory(FACILITY_CODE, kSourceCatalogs)); }
 };
 
-TEST_F(VekMessagesLocale, GermanTextThenDefaultForMissingNumber) {
+// Status texts are numbered by the status code itself, the deferred-flash
+// states by their bit; German where the catalog has it, else the default.
+TEST_F(VekMessagesLocale, StatusTextsGermanThenDefaultForMissingNumber) {
+  for (int status : {VEK_STATUS_OK, VEK_STATUS_UNKNOWN_OPERATION, VEK_STATUS_BAD_ARGUMENT, VEK_STATUS_NOT_SUPPORTED,
+                     VEK_STATUS_NO_PARENT, VEK_STATUS_NO_SERVICES, VEK_STATUS_BUSY, VEK_STATUS_COMPARED}) {
+    EXPECT_EQ(StatusText(status).GetMsgId(), Id(static_cast<E_Number>(status)));
+  }
+  for (unsigned bit = 0; bit < 6; ++bit) {
+    EXPECT_EQ(DeferredStatusText(1u << bit).GetMsgId(), Id(static_cast<E_Number>(MSG_DEFERRED_LOADING + bit)));
+  }
   const Local::C_Text bad = StatusText(VEK_STATUS_BAD_ARGUMENT);
   EXPECT_EQ(bad.GetString("en_US"), "Bad or missing argument");
   EXPECT_EQ(bad.GetString("de_DE.UTF-8@euro"), "Falsches oder fehlendes Argument");
   EXPECT_EQ(bad.GetString("de_AT"), "Bad or missing argument");
+  EXPECT_EQ(StatusText(VEK_STATUS_COMPARED).GetString("en_US"), "Mode page compared: 0 bytes differ");
   EXPECT_EQ(ComparedText(2005).GetString("de_DE"), "Modusseite verglichen: 5 Bytes unterschiedlich");
   EXPECT_EQ(StatusText(-3).GetString("de_DE"), "Der Controller-Treiber meldete Code -3");
   EXPECT_EQ(DeferredStatusText(0x12).GetString("de_DE"), "Status des verzögerten Flashens 12");
+  EXPECT_EQ(DeferredStatusText(0x40).GetString("en_US"), "Deferred flash status 40");
   // A number no catalog has: the default template, formatted.
   Local::C_Text missing(Id(static_cast<E_Number>(999)), "Fallback <N FMT='%02d'>");
   missing.AddArg("N", 5);
@@ -128,21 +139,6 @@ TEST_F(VekMessagesLocale, SetLocaleSwitchesTheLanguage) {
   EXPECT_EQ(Text(MSG_FLASH_UNCHANGED).GetString(), "Firmware unverändert");
   Local::SetLocale("C");
   EXPECT_EQ(Text(MSG_FLASH_UNCHANGED).GetString(), "Firmware unchanged");
-}
-
-// Status texts are numbered by the status code itself; the deferred-flash
-// states by their bit.
-TEST(VekMessages, StatusAndResultTexts) {
-  for (int status : {VEK_STATUS_OK, VEK_STATUS_UNKNOWN_OPERATION, VEK_STATUS_BAD_ARGUMENT, VEK_STATUS_NOT_SUPPORTED,
-                     VEK_STATUS_NO_PARENT, VEK_STATUS_NO_SERVICES, VEK_STATUS_BUSY, VEK_STATUS_COMPARED}) {
-    EXPECT_EQ(StatusText(status).GetMsgId(), Id(static_cast<E_Number>(status)));
-  }
-  EXPECT_EQ(StatusText(7).GetMsgId(), Id(MSG_STATUS_OTHER));
-  EXPECT_EQ(StatusText(VEK_STATUS_COMPARED).GetString("en_US"), "Mode page compared: 0 bytes differ");
-  for (unsigned bit = 0; bit < 6; ++bit) {
-    EXPECT_EQ(DeferredStatusText(1u << bit).GetMsgId(), Id(static_cast<E_Number>(MSG_DEFERRED_LOADING + bit)));
-  }
-  EXPECT_EQ(DeferredStatusText(0x40).GetString("en_US"), "Deferred flash status 40");
 }
 
 TEST(VekMessages, CatalogDirectoryChoice) {
