@@ -13,39 +13,37 @@ namespace {
 
 using std::chrono::milliseconds;
 
+// Two readers hold the lock; a writer waits for both to leave, and a reader
+// that comes after the writer waits until the writer is done. Each thread
+// notes the step at which it got in (and the writer when it left).
 TEST(C_PosixMultiLockConcurrencyTest, WriterWaitsForReadersToDrainAndShutsNewReadersOut) {
   C_PosixMultiLock lock;
-  std::atomic<bool> writerIn{false}, lateReaderIn{false};
-
+  std::atomic<int> step{0}, writerIn{0}, writerOut{0}, lateReaderIn{0};
   lock.GetLock(C_PosixMultiLock::SHARED);
-  lock.GetLock(C_PosixMultiLock::SHARED);  // two readers hold it
-
+  lock.GetLock(C_PosixMultiLock::SHARED);
   std::thread writer([&] {
     lock.GetLock(C_PosixMultiLock::EXCLUSIVE);
-    writerIn = true;
+    writerIn = ++step;
     std::this_thread::sleep_for(milliseconds(50));
-    EXPECT_FALSE(lateReaderIn.load());  // no reader while the writer holds it
+    writerOut = ++step;
     lock.ReleaseLock(C_PosixMultiLock::EXCLUSIVE);
   });
   std::this_thread::sleep_for(milliseconds(50));
   std::thread lateReader([&] {
     lock.GetLock(C_PosixMultiLock::SHARED);
-    lateReaderIn = true;
+    lateReaderIn = ++step;
     lock.ReleaseLock(C_PosixMultiLock::SHARED);
   });
   std::this_thread::sleep_for(milliseconds(50));
-  EXPECT_FALSE(writerIn.load());
-  EXPECT_FALSE(lateReaderIn.load());  // blocked behind the waiting writer
-
   lock.ReleaseLock(C_PosixMultiLock::SHARED);
   std::this_thread::sleep_for(milliseconds(50));
-  EXPECT_FALSE(writerIn.load());  // one reader is still in
+  EXPECT_EQ(step.load(), 0);  // one reader is still in
   lock.ReleaseLock(C_PosixMultiLock::SHARED);
-
   writer.join();
   lateReader.join();
-  EXPECT_TRUE(writerIn.load());
-  EXPECT_TRUE(lateReaderIn.load());
+  EXPECT_EQ(writerIn.load(), 1);
+  EXPECT_EQ(writerOut.load(), 2);
+  EXPECT_EQ(lateReaderIn.load(), 3);
 
   // The writer may also read (its lock is recursive); unknown lock types do
   // nothing, so another thread can take the lock afterwards.
