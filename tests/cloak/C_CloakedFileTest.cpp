@@ -134,7 +134,7 @@ TEST_F(C_CloakedFileTest, HeaderChecksInOrder) {
       {"header size 12", Header(kMagic, 12, 1, 0, 5), "Bad header size", 5},
       {"size before reading the rest", good.substr(0, 4) + std::string("\x0c\0\0\0", 4), "Bad header size", 5},
       {"method before the variant", Header(kMagic, 16, 2, 7, 5), "Unknown cloaking method", 5},
-      {"variant 1", Header(kMagic, 16, 1, 1, 5), "Unknown XOR variant", 5},
+      {"variant 256: both bytes count", Header(kMagic, 16, 1, 0x100, 5), "Unknown XOR variant", 5},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
@@ -179,6 +179,7 @@ TEST_F(C_CloakedFileTest, OpenAndClose) {
   EXPECT_FALSE(file.OpenInput(m_dir.File("missing.ck")));
   EXPECT_FALSE(file.OpenOutput(m_dir.File("no/such/dir/x.ck")));
   EXPECT_FALSE(file.IsOpen());
+  EXPECT_EQ(file.GetSize(), 0u);  // nothing open
   const std::string path = m_dir.File("target.ck");
   ASSERT_TRUE(file.OpenOutput(path));
   file.Write("new", 3);

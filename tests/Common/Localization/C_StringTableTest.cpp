@@ -80,6 +80,7 @@ TEST(C_StringTable, ContentsChecked) {
       {"wrong signature", "Signature=0x2BE1FEEE\nLocale=en_US\nFacility=disk\n1=x\n", false, ""},
       {"locale of the shorter name", "Signature=0x2BE1FEED\nLocale=en\nFacility=disk\n1=x\n", false, ""},
       {"locale in other case", "Signature=0x2BE1FEED\nLocale=EN_us\nFacility=disk\n1=x\n", false, ""},
+      {"locale longer", "Signature=0x2BE1FEED\nLocale=en_US.UTF-8\nFacility=disk\n1=x\n", false, ""},
       {"other facility", "Signature=0x2BE1FEED\nLocale=en_US\nFacility=disks\n1=x\n", false, ""},
       {"keys in a section", "[x]\n" + header + "1=x\n", false, ""},
       {"carriage returns", "Signature=0x2BE1FEED\r\nLocale=en_US\r\nFacility=disk\r\n1=x\n", false, ""},
