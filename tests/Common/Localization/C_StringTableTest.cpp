@@ -99,12 +99,6 @@ TEST(C_StringTable, ContentsChecked) {
     EXPECT_EQ(table.IsGood(), c.good);
     EXPECT_EQ(Local::C_StringTable::ContentsAreOk(catalogs.Path("en_US"), "en_US", "disk"), c.good);
   }
-  // A directory where the catalog should be is not a catalog.
-  C_CatalogDir catalogs;
-  catalogs.Write("en_US", "1=x\n");
-  ASSERT_EQ(::unlink(catalogs.Path("en_US").c_str()), 0);
-  ASSERT_TRUE(N_FileUtilities::MakeDirectory(catalogs.Path("en_US")));
-  EXPECT_FALSE(Local::C_StringTable(catalogs.Facility(), "en_US").IsGood());
 }
 
 }  // namespace
