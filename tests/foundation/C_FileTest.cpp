@@ -1,5 +1,6 @@
 #include "foundation/C_File.h"
 
+#include <fcntl.h>
 #include <glob.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,13 +13,11 @@
 
 namespace {
 
-TEST(C_File, ReadWriteSeekSize) {
+TEST(C_File, ReadWriteSeekSizeAndMove) {
   C_TempDir dir;
   C_File file;
-  EXPECT_FALSE(file.IsOpen());
   EXPECT_TRUE(file.Close());  // nothing open: nothing fails
   ASSERT_TRUE(file.Open(dir.File("f"), "w+b"));
-  EXPECT_EQ(file.GetPath(), dir.File("f"));
   EXPECT_EQ(file.Write("hello world", 11), 11u);
   std::uint64_t size = 0;
   ASSERT_TRUE(file.GetSize(size));
@@ -28,27 +27,24 @@ TEST(C_File, ReadWriteSeekSize) {
   EXPECT_EQ(file.Read(buffer, sizeof buffer), 5u);
   EXPECT_STREQ(buffer, "world");
   EXPECT_FALSE(file.HasError());
-  EXPECT_TRUE(file.Close());
+
+  // Moving hands the open stream over; the source is left closed.
+  C_File moved(std::move(file));
+  EXPECT_FALSE(file.IsOpen());
+  C_File assigned;
+  assigned = std::move(moved);
+  EXPECT_FALSE(moved.IsOpen());
+  ASSERT_TRUE(assigned.Seek(0, SEEK_END));
+  assigned.Write("!", 1);
+  EXPECT_TRUE(assigned.Close());
+  EXPECT_EQ(ReadFileBytes(dir.File("f")), "hello world!");
   EXPECT_FALSE(file.Open(dir.File("missing/f"), "rb"));
   EXPECT_FALSE(file.IsOpen());
 }
 
-TEST(C_File, MoveTransfersOwnership) {
-  C_TempDir dir;
-  C_File a;
-  ASSERT_TRUE(a.Open(dir.File("f"), "wb"));
-  a.Write("abc", 3);
-  C_File b(std::move(a));
-  EXPECT_FALSE(a.IsOpen());
-  ASSERT_TRUE(b.IsOpen());
-  C_File c;
-  c = std::move(b);
-  EXPECT_FALSE(b.IsOpen());
-  EXPECT_TRUE(c.Close());
-  EXPECT_EQ(ReadFileBytes(dir.File("f")), "abc");
-}
-
-TEST(C_File, ReplaceKeepsOldFileUntilClose) {
+// The old file stays until Close renames the temporary over it, keeping
+// the old file's mode; Abandon leaves the old file and no temporary.
+TEST(C_File, ReplaceOnCloseAbandonKeeps) {
   C_TempDir dir;
   const std::string path = dir.File("target");
   WriteFileBytes(path, "old contents");
@@ -60,13 +56,20 @@ TEST(C_File, ReplaceKeepsOldFileUntilClose) {
   EXPECT_EQ(C_Glob(dir.Path() + "/.target.*.tmp").size(), 1u);
   EXPECT_TRUE(file.Close());
   EXPECT_EQ(ReadFileBytes(path), "new");
-  EXPECT_TRUE(C_Glob(dir.Path() + "/.target.*.tmp").empty());
   struct stat info;
   ASSERT_EQ(::stat(path.c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 0777, 0640u);  // the replaced file's mode survives
+  EXPECT_EQ(info.st_mode & 0777, 0640u);
+
+  ASSERT_TRUE(file.OpenReplace(path));
+  file.Write("partial", 7);
+  file.Abandon();
+  EXPECT_FALSE(file.IsOpen());
+  EXPECT_EQ(ReadFileBytes(path), "new");
+  EXPECT_EQ(C_Glob(dir.Path() + "/*").size(), 1u);
+  EXPECT_TRUE(C_Glob(dir.Path() + "/.*.tmp").empty());
 }
 
-TEST(C_File, ReplaceThroughASymbolicLink) {
+TEST(C_File, ReplaceThroughALinkNewFileAndFailures) {
   C_TempDir dir;
   WriteFileBytes(dir.File("real"), "old");
   ASSERT_EQ(::symlink("real", dir.File("link").c_str()), 0);
@@ -76,27 +79,8 @@ TEST(C_File, ReplaceThroughASymbolicLink) {
   EXPECT_TRUE(file.Close());
   EXPECT_EQ(ReadFileBytes(dir.File("real")), "new");
   char target[16] = {};
-  EXPECT_EQ(::readlink(dir.File("link").c_str(), target, sizeof target - 1), 4);
-  EXPECT_STREQ(target, "real");
-}
+  EXPECT_EQ(::readlink(dir.File("link").c_str(), target, sizeof target - 1), 4);  // still the link
 
-TEST(C_File, AbandonLeavesOldFile) {
-  C_TempDir dir;
-  const std::string path = dir.File("target");
-  WriteFileBytes(path, "old");
-  C_File file;
-  ASSERT_TRUE(file.OpenReplace(path));
-  file.Write("partial", 7);
-  file.Abandon();
-  EXPECT_FALSE(file.IsOpen());
-  EXPECT_EQ(ReadFileBytes(path), "old");
-  EXPECT_EQ(C_Glob(dir.Path() + "/*").size(), 1u);
-  EXPECT_TRUE(C_Glob(dir.Path() + "/.*.tmp").empty());  // no temporary left
-}
-
-TEST(C_File, ReplaceNewFileAndFailures) {
-  C_TempDir dir;
-  C_File file;
   ASSERT_TRUE(file.OpenReplace(dir.File("fresh")));
   EXPECT_FALSE(N_FileUtilities::FileExists(dir.File("fresh")));
   EXPECT_TRUE(file.Close());
@@ -105,19 +89,28 @@ TEST(C_File, ReplaceNewFileAndFailures) {
 
   // A device cannot be replaced: it is written directly, and a failing
   // flush shows in Close.
-  if (N_FileUtilities::DirectoryExists("/dev") && ::access("/dev/full", W_OK) == 0) {
+  if (::access("/dev/full", W_OK) == 0) {
     ASSERT_TRUE(file.OpenReplace("/dev/full"));
     file.Write("x", 1);
     EXPECT_FALSE(file.Close());
   }
-}
-
-TEST(C_File, AttachedStandardStreamIsNotClosed) {
-  C_File file;
+  // An attached stream that is not owned stays open.
   file.Attach(stdout, false);
   EXPECT_TRUE(file.Close());
-  EXPECT_NE(std::fprintf(stdout, "%s", ""), -1);  // stdout still usable
-  EXPECT_EQ(std::fflush(stdout), 0);
+  EXPECT_NE(::fcntl(STDOUT_FILENO, F_GETFD), -1);
+}
+
+TEST(C_Glob, MatchesSortedAndNoMatch) {
+  C_TempDir dir;
+  for (const char* name : {"b.msg", "a.msg", "c.txt"}) WriteFileBytes(dir.File(name), "x");
+  ASSERT_TRUE(N_FileUtilities::MakeDirectory(dir.File("d.msg")));
+  C_Glob msgs(dir.Path() + "/*.msg");
+  EXPECT_EQ(msgs.GetStatus(), 0);
+  EXPECT_EQ(msgs.GetPaths(), (std::vector<std::string>{dir.File("a.msg"), dir.File("b.msg"), dir.File("d.msg")}));
+  EXPECT_EQ(C_Glob(dir.Path() + "/d*", GLOB_MARK).GetPaths(), std::vector<std::string>{dir.File("d.msg/")});
+  C_Glob none(dir.Path() + "/*.none");
+  EXPECT_EQ(none.GetStatus(), GLOB_NOMATCH);
+  EXPECT_TRUE(none.empty());
 }
 
 }  // namespace

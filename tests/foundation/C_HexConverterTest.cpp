@@ -1,4 +1,5 @@
 #include "foundation/C_HexConverter.h"
+#include "foundation/C_vstring.h"
 
 #include <string>
 #include <vector>
@@ -12,49 +13,24 @@ std::string Dump(const std::vector<unsigned char>& i_bytes) {
   return converter.Convert(i_bytes.data(), static_cast<unsigned>(i_bytes.size()));
 }
 
-std::vector<unsigned char> Range(unsigned char i_first, unsigned i_count) {
-  std::vector<unsigned char> bytes;
-  for (unsigned i = 0; i < i_count; ++i) bytes.push_back(static_cast<unsigned char>(i_first + i));
-  return bytes;
-}
-
 TEST(C_HexConverterTest, LinesByLength) {
-  struct S_Case {
-    unsigned length;
-    const char* expected;
-  } cases[] = {
+  const std::string full = "00000000: 41 42 43 44 45 46 47 48 : ABCDEFGH\n";
+  struct S_Case { unsigned length; std::string expected; } cases[] = {
       {0, ""},
-      {8, "00000000: 41 42 43 44 45 46 47 48 : ABCDEFGH\n"},
-      {9,
-       "00000000: 41 42 43 44 45 46 47 48 : ABCDEFGH\n"
-       "00000008: 49                      : I       \n"},
-      {17,
-       "00000000: 41 42 43 44 45 46 47 48 : ABCDEFGH\n"
-       "00000008: 49 4A 4B 4C 4D 4E 4F 50 : IJKLMNOP\n"
-       "00000010: 51                      : Q       \n"},
+      {8, full},
+      {9, full + "00000008: 49                      : I       \n"},
+      {17, full + "00000008: 49 4A 4B 4C 4D 4E 4F 50 : IJKLMNOP\n00000010: 51                      : Q       \n"},
   };
   for (const S_Case& c : cases) {
-    SCOPED_TRACE(c.length);
-    EXPECT_EQ(Dump(Range(0x41, c.length)), c.expected);
+    std::vector<unsigned char> bytes;
+    for (unsigned i = 0; i < c.length; ++i) bytes.push_back(static_cast<unsigned char>('A' + i));
+    EXPECT_EQ(Dump(bytes), c.expected) << c.length;
   }
-}
-
-TEST(C_HexConverterTest, NonPrintableBytesShowAsDots) {
-  EXPECT_EQ(Dump({0x0A, 0x00, 0x7F, 0x80, 0xFF, 0x20, 0x7E, 0x1F}),
-            "00000000: 0A 00 7F 80 FF 20 7E 1F : ..... ~.\n");
-}
-
-TEST(C_HexConverterTest, OffsetsPastSixteenBitsAreEightDigits) {
-  std::vector<unsigned char> bytes(0x10008, 'a');
-  std::string dump = Dump(bytes);
-  EXPECT_EQ(dump.substr(dump.size() - 45), "00010000: 61 61 61 61 61 61 61 61 : aaaaaaaa\n");
-}
-
-TEST(C_HexConverterTest, HexNibbleUsesTheLowFourBits) {
-  const char expected[] = "0123456789ABCDEF";
+  EXPECT_EQ(Dump({0x0A, 0x00, 0x7F, 0x80, 0xFF, 0x20, 0x7E, 0x1F}), "00000000: 0A 00 7F 80 FF 20 7E 1F : ..... ~.\n");
+  const std::string big = Dump(std::vector<unsigned char>(0x10008, 'a'));
+  EXPECT_EQ(big.substr(big.size() - 45), "00010000: 61 61 61 61 61 61 61 61 : aaaaaaaa\n");
   for (unsigned value = 0; value < 256; ++value) {
-    ASSERT_EQ(C_HexConverter::HexNibble(static_cast<unsigned char>(value)), expected[value & 0x0F])
-        << value;
+    ASSERT_EQ(C_HexConverter::HexNibble(static_cast<unsigned char>(value)), "0123456789ABCDEF"[value & 0x0F]);
   }
 }
 
@@ -69,39 +45,30 @@ TEST(C_HexConverterTest, MarkerShowsTildeOnTheNextNonPrintableByte) {
       {"on a non-printable byte", 3, "A.B~.C.D|..      "},
       {"on a printable byte: the next non-printable one", 5, "A.B..C~D|..      "},
       {"carried into the next line", 7, "A.B..C.D|~.      "},
-      {"past the end", 10, "A.B..C.D|..      "},
   };
+  C_HexConverter converter;
   for (const S_Case& c : cases) {
     SCOPED_TRACE(c.name);
-    C_HexConverter converter;
     if (c.marker >= 0) converter.SetMarker(static_cast<unsigned>(c.marker));
     std::string dump = converter.Convert(bytes.data(), static_cast<unsigned>(bytes.size()));
     ASSERT_EQ(dump.size(), 90u);
-    std::string columns = dump.substr(36, 8) + "|" + dump.substr(45 + 36, 8);
-    EXPECT_EQ(columns, c.textColumns);
-    // The mark never touches the hex cells.
-    EXPECT_EQ(dump.substr(10, 24), "41 01 42 02 03 43 04 44 ");
+    EXPECT_EQ(dump.substr(36, 8) + "|" + dump.substr(45 + 36, 8), c.textColumns);
+    EXPECT_EQ(dump.substr(10, 24), "41 01 42 02 03 43 04 44 ");  // the mark never touches the hex cells
   }
-}
-
-TEST(C_HexConverterTest, MarkerLastsUntilCleared) {
-  const unsigned char bytes[] = {0x00, 0x00};
-  C_HexConverter converter;
-  converter.SetMarker(1);
-  EXPECT_EQ(converter.Convert(bytes, 2).substr(36, 2), ".~");
-  EXPECT_EQ(converter.Convert(bytes, 2).substr(36, 2), ".~");
+  EXPECT_EQ(converter.Convert(bytes.data(), 10).substr(81, 2), "~.");  // the marker lasts until cleared
   converter.ClearMarker();
-  EXPECT_EQ(converter.Convert(bytes, 2).substr(36, 2), "..");
+  EXPECT_EQ(converter.Convert(bytes.data(), 10).substr(81, 2), "..");
+  // Each Convert replaces the last result.
+  EXPECT_EQ(converter.Convert(bytes.data(), 1), "00000000: 41                      : A       \n");
+  EXPECT_EQ(converter.GetString(), converter.Convert(bytes.data(), 1));
+  EXPECT_EQ(converter.Convert(nullptr, 5), "");
 }
 
-TEST(C_HexConverterTest, ConvertReplacesThePreviousResult) {
-  C_HexConverter converter;
-  const unsigned char nine[9] = {};
-  converter.Convert(nine, 9);
-  const unsigned char one[1] = {0x41};
-  EXPECT_EQ(converter.Convert(one, 1), "00000000: 41                      : A       \n");
-  EXPECT_EQ(converter.GetString(), converter.Convert(one, 1));
-  EXPECT_EQ(converter.Convert(nullptr, 5), "");
+TEST(C_vstringTest, FormatReplacesAppendFormatAppends) {
+  C_vstring text("old");
+  EXPECT_EQ(text.Format("%08x|%s|%d", 0x1Au, "ab", -3), "0000001a|ab|-3");
+  text.AppendFormat("+%c", 'z').AppendFormat("%s", "");
+  EXPECT_EQ(text, "0000001a|ab|-3+z");
 }
 
 }  // namespace

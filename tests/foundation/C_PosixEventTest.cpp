@@ -12,18 +12,11 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// Spins until i_condition holds (threads need a moment to reach Wait).
-template <class T_Condition>
-bool Eventually(T_Condition i_condition) {
-  for (int i = 0; i < 2000 && !i_condition(); ++i) std::this_thread::sleep_for(milliseconds(1));
-  return i_condition();
-}
-
-TEST(C_PosixEventTest, ZeroWaitReportsTheStateAtOnce) {
+TEST(C_PosixEventTest, ManualResetAndLostPulse) {
   C_PosixEvent event;
+  event.Pulse();  // no waiter: lost
   EXPECT_EQ(event.Wait(0), C_PosixEvent::WAIT_TIMEOUT);
   event.Set();
-  EXPECT_TRUE(event.IsSet());
   EXPECT_EQ(event.Wait(0), C_PosixEvent::WAIT_SIGNALLED);
   EXPECT_EQ(event.Wait(0), C_PosixEvent::WAIT_SIGNALLED);  // manual reset
   event.Clear();
@@ -31,18 +24,15 @@ TEST(C_PosixEventTest, ZeroWaitReportsTheStateAtOnce) {
   EXPECT_EQ(event.Wait(0), C_PosixEvent::WAIT_TIMEOUT);
 }
 
-TEST(C_PosixEventTest, TimedWaitEndsAfterItsDeadline) {
+// The deadline is the time of day plus the wait, the microseconds not
+// carried into the seconds.
+TEST(C_PosixEventTest, TimedWaitDeadline) {
   C_PosixEvent event;
   steady_clock::time_point start = steady_clock::now();
-  // 1000 ms has no millisecond remainder, so the deadline is always valid.
-  EXPECT_EQ(event.Wait(1000), C_PosixEvent::WAIT_TIMEOUT);
+  EXPECT_EQ(event.Wait(1000), C_PosixEvent::WAIT_TIMEOUT);  // no millisecond remainder: always valid
   EXPECT_GE(steady_clock::now() - start, milliseconds(990));
-}
-
-TEST(C_PosixEventTest, UncarriedMicrosecondsMakeTheWaitFail) {
   // 999 ms pushes the microsecond field past one million unless the clock
   // stands in its first millisecond; then the wait is real and times out.
-  C_PosixEvent event;
   int result = C_PosixEvent::WAIT_TIMEOUT;
   for (int attempt = 0; attempt < 3 && result != C_PosixEvent::WAIT_FAILED; ++attempt) {
     result = event.Wait(999);
@@ -51,45 +41,31 @@ TEST(C_PosixEventTest, UncarriedMicrosecondsMakeTheWaitFail) {
   EXPECT_EQ(result, C_PosixEvent::WAIT_FAILED);
 }
 
-TEST(C_PosixEventThreadTest, SetWakesEveryWaiter) {
-  C_PosixEvent event;
+// Starts i_count waiters on io_event that count how many were signalled
+// within i_milliseconds, and calls i_wake once they had time to wait.
+template <class T_Wake>
+int WaitersWoken(const C_PosixEvent& io_event, int i_count, unsigned i_milliseconds, T_Wake i_wake) {
   std::atomic<int> woken{0};
   std::vector<std::thread> waiters;
-  for (int i = 0; i < 3; ++i) {
+  for (int i = 0; i < i_count; ++i) {
     waiters.emplace_back([&] {
-      if (event.Wait(C_PosixEvent::INFINITE_WAIT) == C_PosixEvent::WAIT_SIGNALLED) ++woken;
-    });
-  }
-  std::this_thread::sleep_for(milliseconds(50));
-  event.Set();
-  for (std::thread& t : waiters) t.join();
-  EXPECT_EQ(woken.load(), 3);
-  EXPECT_TRUE(event.IsSet());
-}
-
-TEST(C_PosixEventThreadTest, PulseWithoutWaiterIsLost) {
-  C_PosixEvent event;
-  event.Pulse();
-  EXPECT_FALSE(event.IsSet());
-  EXPECT_EQ(event.Wait(0), C_PosixEvent::WAIT_TIMEOUT);
-}
-
-TEST(C_PosixEventThreadTest, PulseReleasesOneWaiterAndIsConsumed) {
-  C_PosixEvent event;
-  std::atomic<int> woken{0};
-  std::vector<std::thread> waiters;
-  for (int i = 0; i < 2; ++i) {
-    waiters.emplace_back([&] {
-      // Finite waits so the test ends; 2000 ms has no remainder.
-      if (event.Wait(2000) == C_PosixEvent::WAIT_SIGNALLED) ++woken;
+      if (io_event.Wait(i_milliseconds) == C_PosixEvent::WAIT_SIGNALLED) ++woken;
     });
   }
   std::this_thread::sleep_for(milliseconds(100));
-  event.Pulse();
-  ASSERT_TRUE(Eventually([&] { return woken.load() == 1; }));
+  i_wake();
   for (std::thread& t : waiters) t.join();
-  EXPECT_EQ(woken.load(), 1);
-  EXPECT_FALSE(event.IsSet());
+  return woken.load();
+}
+
+TEST(C_PosixEventThreadTest, SetWakesEveryWaiterPulseOne) {
+  C_PosixEvent set, pulsed;
+  EXPECT_EQ(WaitersWoken(set, 3, C_PosixEvent::INFINITE_WAIT, [&] { set.Set(); }), 3);
+  EXPECT_TRUE(set.IsSet());
+  // Finite waits so the test ends (2000 ms has no remainder); the pulse is
+  // consumed by the one waiter it wakes.
+  EXPECT_EQ(WaitersWoken(pulsed, 2, 2000, [&] { pulsed.Pulse(); }), 1);
+  EXPECT_FALSE(pulsed.IsSet());
 }
 
 }  // namespace

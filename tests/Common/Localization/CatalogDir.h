@@ -17,15 +17,14 @@ class C_CatalogDir {
   // Writes a catalog for i_locale; i_header replaces the three key lines.
   void Write(const std::string& i_locale, const std::string& i_body, const std::string& i_name = "disk",
              const std::string* i_header = nullptr) {
-    N_FileUtilities::MakeDirectory(m_dir.Path() + "/locale");
-    N_FileUtilities::MakeDirectory(m_dir.Path() + "/locale/" + i_locale);
+    N_FileUtilities::MakeDirectory(Directory() + "locale");
+    N_FileUtilities::MakeDirectory(Directory() + "locale/" + i_locale);
     std::string header = i_header ? *i_header
                                   : "Signature=0x2BE1FEED\nLocale=" + i_locale + "\nFacility=" + i_name + "\n";
     WriteFileBytes(Path(i_locale, i_name), header + i_body);
   }
   // The directory argument for Local::Register: <tmp>/.
   std::string Directory() const { return m_dir.Path() + "/"; }
-  const C_TempDir& Dir() const { return m_dir; }
 
  private:
   C_TempDir m_dir;
