@@ -89,7 +89,8 @@ std::string C_Progress::Render(const S_Row& i_row) const {
   std::string bar = "[" + std::string(filled, '#') + std::string(BAR_WIDTH - filled, '-') + "]";
   std::string name = i_row.name;
   name.resize(m_nameWidth, ' ');
-  std::string line = fmt::format("{}  {} {:3.0f}%  {}/{}", name, bar, fraction * 100,
+  // Rounded down: 100% only when every byte is in.
+  std::string line = fmt::format("{}  {} {:3}%  {}/{}", name, bar, static_cast<int>(fraction * 100),
                                  Bytes(static_cast<double>(sent)), Bytes(static_cast<double>(i_row.total)));
   if (state == 0) return line + "  waiting";
   if (state == 2) {

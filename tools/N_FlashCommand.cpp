@@ -171,7 +171,7 @@ std::string VerdictText(C_FlashJob::E_Verdict i_verdict, int i_status) {
     case C_FlashJob::VERDICT_UNCHANGED: return N_Messages::FlashUnchanged();
     case C_FlashJob::VERDICT_PENDING: return N_Messages::DeferredStatus(0x02);
     case C_FlashJob::VERDICT_FAILED: return N_Messages::FlashRefused() + ": " + N_Messages::Status(i_status);
-    default: return N_Messages::FlashSuccess();
+    default: return N_Messages::FlashSuccess();  // unexpected: flashed, to another revision
   }
 }
 
@@ -271,9 +271,11 @@ int Run(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
 
   PrintPlan(i_options, io_printer, io_host, jobs, image.size());
   if (i_options.dryRun) {
-    if (io_printer.Verbosity() >= 1) DryRunTrace(io_printer, io_host, jobs);
+    // The plan first: the traced run leaves the devices' idea of the drives
+    // (the revision) as a drive that answers nothing made it.
     json plan = json::array();
     for (const auto& job : jobs) plan.push_back(PlanJson(io_host, *job));
+    if (io_printer.Verbosity() >= 1) DryRunTrace(io_printer, io_host, jobs);
     io_printer.Line("Dry run: nothing was sent.");
     document["dryRun"] = true;
     document["plan"] = plan;

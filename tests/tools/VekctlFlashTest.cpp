@@ -159,6 +159,11 @@ TEST(VekctlFlashTest, DryRunSendsNothingAndTracesWhatItWouldSend) {
                           "[3B 07 00 01 00 00 00 80 00 00]", "[3B 07 00 01 80 00 00 00 40 00]"}) {
     EXPECT_NE(traced.err.find(cdb), std::string::npos) << cdb << "\n" << traced.err;
   }
+  int exit = -1;
+  const json plan = vekctl.Json({"flash", image, "hba0:0", "--dry-run", "-v"}, &exit);
+  EXPECT_EQ(exit, 0);
+  EXPECT_EQ(plan["plan"][0]["revision"], "0102");
+  EXPECT_EQ(plan["plan"][0]["transferBytes"], 98368);
   EXPECT_EQ(vekctl.Revision("hba0:0"), "0102");
   const C_Vekctl::S_Result status = vekctl.Run({"sim", "status", "--json"});
   EXPECT_EQ(json::parse(status.out)["controllers"][0]["drives"][0]["pending"], "");
