@@ -69,7 +69,8 @@ void C_FlashJob::Run() {
     m_outcome.verdict = VERDICT_FAILED;
     m_outcome.message = m_device.id + ": flash failed: the module failed: " + e.what();
   }
-  m_outcome.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  m_outcome.seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
 void C_FlashJob::RunDirect(C_Host::C_Session& io_session) {
@@ -108,30 +109,33 @@ void C_FlashJob::RunDirect(C_Host::C_Session& io_session) {
 void C_FlashJob::RunDeferred(C_Host::C_Session& io_session) {
   C_DDFF request;
   N_StandardProgram::Add(request, static_cast<std::uint32_t>(m_image.size()));
-  m_outcome.status = m_host.Call(m_device,
-                                 {"DeferFlash", Address(m_image.data()), std::to_string(m_image.size()),
-                                  Address(&request)},
-                                 &io_session);
+  m_outcome.status = m_host.Call(
+      m_device,
+      {"DeferFlash", Address(m_image.data()), std::to_string(m_image.size()), Address(&request)},
+      &io_session);
   if (m_outcome.status == 0) {
     m_outcome.verdict = VERDICT_PENDING;
     return;
   }
   m_outcome.verdict = VERDICT_FAILED;
   m_outcome.newRevision = m_outcome.oldRevision;
-  m_outcome.message = fmt::format("{}: deferred request not accepted by the controller: {}; firmware "
-                                  "unchanged at {}",
-                                  m_device.id, N_Messages::Status(m_outcome.status), m_outcome.oldRevision);
+  m_outcome.message = fmt::format(
+      "{}: deferred request not accepted by the controller: {}; firmware "
+      "unchanged at {}",
+      m_device.id, N_Messages::Status(m_outcome.status), m_outcome.oldRevision);
 }
 
 void C_FlashJob::Judge() {
   const std::string& now = m_outcome.newRevision;
   if (!m_expect.empty() && now != m_expect) {
     m_outcome.verdict = VERDICT_UNEXPECTED;
-    m_outcome.message = fmt::format("{}: revision after the flash is {}, expected {}", m_device.id, now, m_expect);
+    m_outcome.message =
+        fmt::format("{}: revision after the flash is {}, expected {}", m_device.id, now, m_expect);
   } else if (now == m_outcome.oldRevision) {
     m_outcome.verdict = VERDICT_UNCHANGED;
-    m_outcome.message = fmt::format("{}: {}: the drive took the image but still reports revision {}",
-                                    m_device.id, N_Messages::FlashUnchanged(), now);
+    m_outcome.message =
+        fmt::format("{}: {}: the drive took the image but still reports revision {}", m_device.id,
+                    N_Messages::FlashUnchanged(), now);
   } else {
     m_outcome.verdict = VERDICT_SUCCESS;
   }

@@ -27,7 +27,13 @@
 // session; the host's other devices may be flashed at the same time.
 class C_FlashJob {
  public:
-  enum E_Verdict { VERDICT_SUCCESS, VERDICT_UNCHANGED, VERDICT_UNEXPECTED, VERDICT_PENDING, VERDICT_FAILED };
+  enum E_Verdict {
+    VERDICT_SUCCESS,
+    VERDICT_UNCHANGED,
+    VERDICT_UNEXPECTED,
+    VERDICT_PENDING,
+    VERDICT_FAILED
+  };
 
   struct S_Outcome {
     E_Verdict verdict = VERDICT_FAILED;
@@ -42,8 +48,8 @@ class C_FlashJob {
 
   // The image is not copied and must outlive the job. i_expect: "" or the
   // revision the drive must report afterwards.
-  C_FlashJob(C_Host& io_host, const C_Host::S_Device& i_device, const std::vector<std::uint8_t>& i_image,
-             const std::string& i_expect);
+  C_FlashJob(C_Host& io_host, const C_Host::S_Device& i_device,
+             const std::vector<std::uint8_t>& i_image, const std::string& i_expect);
 
   // Deferred-flash drives: the request's size with the standard program
   // (what goes to the controller); direct drives: the image's size.

@@ -104,20 +104,20 @@ const std::vector<C_Host::S_Device>& C_Host::Devices() {
   return m_devices;
 }
 
-const C_Host::S_Device& C_Host::Find(const std::string& i_spec) {
+const C_Host::S_Device& C_Host::Find(const std::string& i_name) {
   const std::vector<S_Device>& devices = Devices();
   const std::string serialPrefix = "serial:";
-  if (i_spec.compare(0, serialPrefix.size(), serialPrefix) == 0) {
-    const std::string serial = Trimmed(i_spec.substr(serialPrefix.size()));
+  if (i_name.compare(0, serialPrefix.size(), serialPrefix) == 0) {
+    const std::string serial = Trimmed(i_name.substr(serialPrefix.size()));
     for (const S_Device& device : devices) {
       if (!serial.empty() && Trimmed(Attribute(device, "SerialNumber")) == serial) return device;
     }
   } else {
     for (const S_Device& device : devices) {
-      if (device.id == i_spec || device.path == i_spec) return device;
+      if (device.id == i_name || device.path == i_name) return device;
     }
   }
-  throw C_Failure(N_ExitStatus::NOT_FOUND, i_spec + ": no such device (see \"vekctl list\")");
+  throw C_Failure(N_ExitStatus::NOT_FOUND, i_name + ": no such device (see \"vekctl list\")");
 }
 
 std::string C_Host::Attribute(const S_Device& i_device, const std::string& i_name,
@@ -150,7 +150,8 @@ bool C_Host::HasOperation(const S_Device& i_device, const std::string& i_name,
   return std::find(names.begin(), names.end(), i_name) != names.end();
 }
 
-int C_Host::Call(const S_Device& i_device, const std::vector<std::string>& i_args, C_Session* i_session) {
+int C_Host::Call(const S_Device& i_device, const std::vector<std::string>& i_args,
+                 C_Session* i_session) {
   std::vector<const char*> argv;
   for (const std::string& arg : i_args) argv.push_back(arg.c_str());
   argv.push_back(nullptr);

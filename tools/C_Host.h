@@ -34,10 +34,10 @@ class C_VekDevice;
 class C_Host {
  public:
   struct S_Device {
-    std::string id;      // "DeviceId"
-    std::string path;    // ids from the top: "array0/array0:2"
-    std::string kind;    // "controller", "SCSI", "ATA", "deferred" or "device"
-    int depth = 0;       // 0 for the root's children
+    std::string id;    // "DeviceId"
+    std::string path;  // ids from the top: "array0/array0:2"
+    std::string kind;  // "controller", "SCSI", "ATA", "deferred" or "device"
+    int depth = 0;     // 0 for the root's children
     C_VekDevice* handle = nullptr;
   };
 
@@ -65,8 +65,8 @@ class C_Host {
   // C_Failure (3) when the driver cannot be opened.
   const std::vector<S_Device>& Devices();
   // A device by its "DeviceId", "serial:S" (its "SerialNumber", blanks
-  // around it ignored) or its path. Throws C_Failure (2) naming i_spec.
-  const S_Device& Find(const std::string& i_spec);
+  // around it ignored) or its path. Throws C_Failure (2) naming i_name.
+  const S_Device& Find(const std::string& i_name);
 
   // The attribute's value ("" when the device has none); a null session
   // uses the host's own instance.
@@ -89,7 +89,9 @@ class C_Host {
   // the classes it links: the dump of a deferred-flash target).
   C_Device* DeviceObject(const S_Device& i_device) const;
 
-  std::unique_ptr<C_Session> NewSession() { return std::unique_ptr<C_Session>(new C_Session(&m_root)); }
+  std::unique_ptr<C_Session> NewSession() {
+    return std::unique_ptr<C_Session>(new C_Session(&m_root));
+  }
   C_ObservingDriver& Driver() { return *m_driver; }
   // The simulated controller's driver; null with another driver.
   C_SimDriver* Sim() const;

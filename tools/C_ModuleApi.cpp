@@ -44,22 +44,26 @@ void C_ModuleApi::Resolve(const char* i_symbol, T& o_function) {
 
 C_ModuleApi::C_ModuleApi(const std::string& i_path)
     : m_path(i_path.empty() ? DefaultPath() : i_path), m_library(nullptr) {
-  if (m_path.empty()) throw C_Failure(N_ExitStatus::FAILED, "cannot tell where libvek.so is; use --module");
+  if (m_path.empty())
+    throw C_Failure(N_ExitStatus::FAILED, "cannot tell where libvek.so is; use --module");
   // Checked before loading: a second copy of the module would run its own
   // start-up and share names with the first.
   struct stat info;
   if (stat(m_path.c_str(), &info) != 0) {
-    throw C_Failure(N_ExitStatus::FAILED, m_path + ": cannot load the module: " + std::strerror(errno));
+    throw C_Failure(N_ExitStatus::FAILED,
+                    m_path + ": cannot load the module: " + std::strerror(errno));
   }
   const std::string linked = DefaultPath();
   if (!SameFile(m_path, linked)) {
     throw C_Failure(N_ExitStatus::FAILED,
-                    m_path + ": not the libvek.so the drivers of this vekctl are built against (" + linked + ")");
+                    m_path + ": not the libvek.so the drivers of this vekctl are built against (" +
+                        linked + ")");
   }
   m_library = dlopen(m_path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (!m_library) {
     const char* why = dlerror();
-    throw C_Failure(N_ExitStatus::FAILED, m_path + ": cannot load the module: " + (why ? why : "?"));
+    throw C_Failure(N_ExitStatus::FAILED,
+                    m_path + ": cannot load the module: " + (why ? why : "?"));
   }
   try {
     Resolve("_ZN9VekExport9StartEnumEP13C_VekInstanceP11C_VekDevice", StartEnum);

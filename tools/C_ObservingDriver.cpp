@@ -25,10 +25,14 @@ int C_ObservingDriver::ForwardCommand(Driver::S_Command* i_command, C_Device* i_
   return result;
 }
 
-bool C_ObservingDriver::FindRootChildren(C_Root* i_root) { return m_inner->FindRootChildren(i_root); }
+bool C_ObservingDriver::FindRootChildren(C_Root* i_root) {
+  return m_inner->FindRootChildren(i_root);
+}
 
 bool C_ObservingDriver::FindDeviceChildren(C_Device* i_device) {
   return m_inner->FindDeviceChildren(i_device);
 }
 
-std::string C_ObservingDriver::GetDeviceId(C_Device* i_device) { return m_inner->GetDeviceId(i_device); }
+std::string C_ObservingDriver::GetDeviceId(C_Device* i_device) {
+  return m_inner->GetDeviceId(i_device);
+}

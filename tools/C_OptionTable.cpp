@@ -1,7 +1,6 @@
 #include "tools/C_OptionTable.h"
 
 #include <cstdio>
-
 #include <nlohmann/json.hpp>
 
 #include "tools/N_ExitStatus.h"
@@ -56,8 +55,10 @@ void C_OptionTable::AddGlobalOptions() {
                    "state file of the simulated controller (default: $VEK_SIM_STATE, "
                    "else ~/.local/state/vek/sim-state.json)");
   m_app.add_option("--fleet", m_options.fleet, "fleet file: the simulated hardware to start from");
-  m_app.add_option("--locale", m_options.locale, "locale of the module's messages (default: the environment's)");
-  m_app.add_option("--module", m_options.module, "libvek.so to load (default: the one vekctl was built with)");
+  m_app.add_option("--locale", m_options.locale,
+                   "locale of the module's messages (default: the environment's)");
+  m_app.add_option("--module", m_options.module,
+                   "libvek.so to load (default: the one vekctl was built with)");
 }
 
 void C_OptionTable::AddDeviceCommands() {
@@ -70,11 +71,12 @@ void C_OptionTable::AddDeviceCommands() {
   CLI::App* ops = Command(&m_app, "ops", "the operation names of a device", S_Options::CMD_OPS);
   ops->add_option("DEVICE", m_options.device, "device")->required();
 
-  CLI::App* call = Command(&m_app, "call", "call one named operation and show its status",
-                           S_Options::CMD_CALL);
+  CLI::App* call =
+      Command(&m_app, "call", "call one named operation and show its status", S_Options::CMD_CALL);
   call->add_option("DEVICE", m_options.device, "device")->required();
   call->add_option("OPERATION", m_options.operation, "operation name (see \"ops\")")->required();
-  call->add_option("ARG", m_options.arguments, "arguments, as the operation reads them (after -- when one begins with '-')");
+  call->add_option("ARG", m_options.arguments,
+                   "arguments, as the operation reads them (after -- when one begins with '-')");
 }
 
 void C_OptionTable::AddFlash() {
@@ -87,17 +89,24 @@ void C_OptionTable::AddFlash() {
   flash->add_flag("--all", m_options.all, "every drive that matches --vendor, --product, --below");
   flash->add_option("--vendor", m_options.vendor, "with --all: only drives of this vendor");
   flash->add_option("--product", m_options.product, "with --all: only drives of this product");
-  flash->add_option("--below", m_options.below, "with --all: only drives whose revision is below REV");
+  flash->add_option("--below", m_options.below,
+                    "with --all: only drives whose revision is below REV");
   flash->add_option("--skip-current", m_options.skipCurrent, "leave out drives already at REV");
-  flash->add_option("--jobs", m_options.jobs, "flash up to N drives at once (default: all selected, at most 8)")
+  flash
+      ->add_option("--jobs", m_options.jobs,
+                   "flash up to N drives at once (default: all selected, at most 8)")
       ->check(CLI::Range(1, 64));
-  flash->add_option("--expect", m_options.expect, "a drive whose new revision is not REV has failed");
-  flash->add_flag("--dry-run", m_options.dryRun, "check the image, select the drives, print the plan; send nothing");
-  flash->add_flag("-y,--yes", m_options.yes, "do not ask for confirmation (required without a terminal)");
+  flash->add_option("--expect", m_options.expect,
+                    "a drive whose new revision is not REV has failed");
+  flash->add_flag("--dry-run", m_options.dryRun,
+                  "check the image, select the drives, print the plan; send nothing");
+  flash->add_flag("-y,--yes", m_options.yes,
+                  "do not ask for confirmation (required without a terminal)");
 }
 
 void C_OptionTable::AddDefer() {
-  CLI::App* defer = m_app.add_subcommand("defer", "deferred-flash requests held by an array controller");
+  CLI::App* defer =
+      m_app.add_subcommand("defer", "deferred-flash requests held by an array controller");
   defer->require_subcommand(1);
   CLI::App* status = Command(defer, "status", "the request's status as the controller reports it",
                              S_Options::CMD_DEFER_STATUS);
@@ -120,12 +129,14 @@ void C_OptionTable::AddDdff() {
   build->add_option("-o,--output", m_options.output, "request file to write")->required();
   build->add_option("--vendor", m_options.vendor, "drive vendor id (8 characters)");
   build->add_option("--product", m_options.product, "drive product id (16 characters)");
-  build->add_option("--revision", m_options.revision, "drive revision the flash replaces (4 characters)");
+  build->add_option("--revision", m_options.revision,
+                    "drive revision the flash replaces (4 characters)");
   build->add_option("--serial", m_options.serial, "drive serial number (20 characters)");
   build->add_option("--flags", m_options.flags, "request flags")
       ->delimiter(',')
       ->check(CLI::IsMember({"debug", "downgrade", "reflash", "fast"}));
-  CLI::App* dump = Command(ddff, "dump", "the module's report of a request file", S_Options::CMD_DDFF_DUMP);
+  CLI::App* dump =
+      Command(ddff, "dump", "the module's report of a request file", S_Options::CMD_DDFF_DUMP);
   dump->add_option("FILE", m_options.file, "request file")->required();
   CLI::App* verify = Command(ddff, "verify", "check a request file (exit 0 only when it is valid)",
                              S_Options::CMD_DDFF_VERIFY);
@@ -133,25 +144,29 @@ void C_OptionTable::AddDdff() {
 }
 
 void C_OptionTable::AddFileCommands() {
-  CLI::App* cloak = Command(&m_app, "cloak", "write IN as a cloaked file OUT", S_Options::CMD_CLOAK);
+  CLI::App* cloak =
+      Command(&m_app, "cloak", "write IN as a cloaked file OUT", S_Options::CMD_CLOAK);
   cloak->add_option("IN", m_options.input, "plain file")->required();
   cloak->add_option("OUT", m_options.output, "cloaked file to write")->required();
   CLI::App* uncloak = Command(&m_app, "uncloak", "write the contents of cloaked file IN to OUT",
                               S_Options::CMD_UNCLOAK);
   uncloak->add_option("IN", m_options.input, "cloaked file")->required();
   uncloak->add_option("OUT", m_options.output, "plain file to write")->required();
-  CLI::App* hexdump = Command(&m_app, "hexdump", "a file as the module's hex dump", S_Options::CMD_HEXDUMP);
+  CLI::App* hexdump =
+      Command(&m_app, "hexdump", "a file as the module's hex dump", S_Options::CMD_HEXDUMP);
   hexdump->add_option("FILE", m_options.file, "file")->required();
 }
 
 void C_OptionTable::AddSim() {
   CLI::App* sim = m_app.add_subcommand("sim", "the simulated controller");
   sim->require_subcommand(1);
-  Command(sim, "reset", "return the simulated fleet to its initial state", S_Options::CMD_SIM_RESET);
-  CLI::App* restart = Command(sim, "restart",
-                              "restart array controllers: their agents run pending deferred requests",
-                              S_Options::CMD_SIM_RESTART);
-  restart->add_option("CONTROLLER", m_options.controller, "one array controller (default: every one)");
+  Command(sim, "reset", "return the simulated fleet to its initial state",
+          S_Options::CMD_SIM_RESET);
+  CLI::App* restart = Command(
+      sim, "restart", "restart array controllers: their agents run pending deferred requests",
+      S_Options::CMD_SIM_RESTART);
+  restart->add_option("CONTROLLER", m_options.controller,
+                      "one array controller (default: every one)");
   Command(sim, "status", "the simulated state", S_Options::CMD_SIM_STATUS);
 }
 
@@ -181,8 +196,7 @@ int C_OptionTable::Parse(int argc, const char* const* argv) {
 }
 
 std::vector<std::string> C_OptionTable::CommandPaths() {
-  return {"list",       "show",        "ops",         "call",         "flash",
-          "defer status", "defer cancel", "defer dump", "ddff build", "ddff dump",
-          "ddff verify", "cloak",       "uncloak",     "hexdump",      "sim reset",
-          "sim restart", "sim status"};
+  return {"list",         "show",       "ops",        "call",        "flash",       "defer status",
+          "defer cancel", "defer dump", "ddff build", "ddff dump",   "ddff verify", "cloak",
+          "uncloak",      "hexdump",    "sim reset",  "sim restart", "sim status"};
 }

@@ -2,7 +2,6 @@
 #define VEK_TOOLS_C_OPTIONTABLE_H
 
 #include <CLI/CLI.hpp>
-
 #include <string>
 #include <vector>
 

@@ -3,10 +3,9 @@
 
 #include <functional>
 #include <mutex>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 // All of vekctl's output, in one place:
 //  - prose (lines and tables) on standard output, dropped in --json mode;

@@ -49,7 +49,8 @@ void C_Progress::Begin(std::size_t i_row) {
     row.begin = T_Clock::now();
   }
   row.state = 1;
-  if (!m_bars) m_printer.RawError(fmt::format("{}: flashing, {} to send\n", row.name, Bytes(row.total)));
+  if (!m_bars)
+    m_printer.RawError(fmt::format("{}: flashing, {} to send\n", row.name, Bytes(row.total)));
 }
 
 void C_Progress::Sent(std::size_t i_row, std::uint64_t i_bytes) { m_rows[i_row].sent += i_bytes; }
@@ -77,7 +78,8 @@ std::string C_Progress::Bytes(double i_bytes) {
 
 std::string C_Progress::Duration(double i_seconds) {
   const long total = static_cast<long>(i_seconds + 0.5);
-  if (total >= 3600) return fmt::format("{}:{:02}:{:02}", total / 3600, total / 60 % 60, total % 60);
+  if (total >= 3600)
+    return fmt::format("{}:{:02}:{:02}", total / 3600, total / 60 % 60, total % 60);
   return fmt::format("{}:{:02}", total / 60, total % 60);
 }
 
@@ -89,12 +91,15 @@ std::string C_Progress::Render(const S_Row& i_row) const {
   std::string bar = "[" + std::string(filled, '#') + std::string(BAR_WIDTH - filled, '-') + "]";
   std::string name = i_row.name;
   name.resize(m_nameWidth, ' ');
-  std::string line = fmt::format("{}  {} {:3.0f}%  {}/{}", name, bar, fraction * 100,
-                                 Bytes(static_cast<double>(sent)), Bytes(static_cast<double>(i_row.total)));
+  // Rounded down: 100% only when every byte is in.
+  std::string line =
+      fmt::format("{}  {} {:3}%  {}/{}", name, bar, static_cast<int>(fraction * 100),
+                  Bytes(static_cast<double>(sent)), Bytes(static_cast<double>(i_row.total)));
   if (state == 0) return line + "  waiting";
   if (state == 2) {
     const C_Printer::E_Colour colour = i_row.good ? C_Printer::GREEN : C_Printer::RED;
-    return line + fmt::format("  {:.1f} s  ", i_row.seconds) + m_printer.Paint(i_row.result, colour, 2);
+    return line + fmt::format("  {:.1f} s  ", i_row.seconds) +
+           m_printer.Paint(i_row.result, colour, 2);
   }
   const double elapsed = std::chrono::duration<double>(T_Clock::now() - i_row.begin).count();
   const double rate = elapsed > 0 ? sent / elapsed : 0;

@@ -24,22 +24,26 @@ namespace {
 const C_Host::S_Device& DeferredDrive(const S_Options& i_options, C_Host& io_host) {
   const C_Host::S_Device& device = io_host.Find(i_options.device);
   if (!io_host.HasOperation(device, "DeferFlash")) {
-    throw C_Failure(N_ExitStatus::FAILED,
-                    device.id + ": not a deferred-flash drive (it has no \"DeferFlash\" operation)");
+    throw C_Failure(
+        N_ExitStatus::FAILED,
+        device.id + ": not a deferred-flash drive (it has no \"DeferFlash\" operation)");
   }
   return device;
 }
 
 // The status value behind the "DeferResult" text.
 unsigned StatusValue(const std::string& i_result) {
-  static const char* const names[] = {"loading", "pending", "running", "cancelled", "success", "error"};
+  static const char* const names[] = {"loading",   "pending", "running",
+                                      "cancelled", "success", "error"};
   for (unsigned bit = 0; bit < 6; ++bit) {
     if (i_result == names[bit]) return 1u << bit;
   }
   return static_cast<unsigned>(std::strtoul(i_result.c_str(), nullptr, 16));
 }
 
-int Hex(const std::string& i_text) { return static_cast<int>(std::strtol(i_text.c_str(), nullptr, 16)); }
+int Hex(const std::string& i_text) {
+  return static_cast<int>(std::strtol(i_text.c_str(), nullptr, 16));
+}
 
 std::string Address(const void* i_pointer) {
   return std::to_string(reinterpret_cast<unsigned long>(i_pointer));
@@ -55,8 +59,8 @@ int Status(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
                    {"revision", io_host.Attribute(device, "FirmwareRev")},
                    {"activeRevision", io_host.Attribute(device, "ActiveFirmwareRev")},
                    {"hasDDFF", io_host.Attribute(device, "HasDDFF") == "true"}};
-  std::vector<std::vector<std::string>> rows = {{"Drive", device.id},
-                                                {"Revision", io_host.Attribute(device, "FirmwareRev")}};
+  std::vector<std::vector<std::string>> rows = {
+      {"Drive", device.id}, {"Revision", io_host.Attribute(device, "FirmwareRev")}};
   if (result.empty()) {
     document["request"] = nullptr;
     rows.push_back({"Request", "none held by the controller"});
@@ -90,7 +94,8 @@ int Status(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
                               {"sense", N_Sense::Summary(key, asc, ascq)}};
       rows.push_back({"Failed at", fmt::format("instruction {} (field {:#x})", index, field)});
       rows.push_back({"CAM status", "0x" + io_host.Attribute(device, "CamStatus")});
-      rows.push_back({"Sense", fmt::format("{:X}/{:02X}/{:02X} {}", key, asc, ascq, N_Sense::Summary(key, asc, ascq))});
+      rows.push_back({"Sense", fmt::format("{:X}/{:02X}/{:02X} {}", key, asc, ascq,
+                                           N_Sense::Summary(key, asc, ascq))});
     }
     document["request"] = request;
   }
@@ -104,10 +109,11 @@ int Cancel(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
   const std::string before = io_host.Attribute(device, "DeferResult");  // read at enumeration
   // The operation wants a request even to cancel; it stays untouched.
   C_DDFF unused;
-  const int status = io_host.Call(device, {"DeferFlash", "0", "0", Address(&unused), "Cancel=true"});
+  const int status =
+      io_host.Call(device, {"DeferFlash", "0", "0", Address(&unused), "Cancel=true"});
   if (status != 0) {
-    throw C_Failure(N_ExitStatus::FAILED,
-                    fmt::format("{}: cancel failed: status {}: {}", device.id, status, N_Messages::Status(status)));
+    throw C_Failure(N_ExitStatus::FAILED, fmt::format("{}: cancel failed: status {}: {}", device.id,
+                                                      status, N_Messages::Status(status)));
   }
   io_host.Reinit(device);
   const std::string result = io_host.Attribute(device, "DeferResult");
@@ -119,10 +125,12 @@ int Cancel(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
   } else if (cancelled) {
     io_printer.Line(device.id + ": request cancelled", C_Printer::GREEN);
   } else {
-    io_printer.Line(device.id + ": request not cancelled: it is " + result + " (only a pending request can be)",
-                    C_Printer::YELLOW);
+    io_printer.Line(
+        device.id + ": request not cancelled: it is " + result + " (only a pending request can be)",
+        C_Printer::YELLOW);
   }
-  io_printer.Json(json{{"device", device.id}, {"before", before}, {"result", result}, {"cancelled", cancelled}});
+  io_printer.Json(json{
+      {"device", device.id}, {"before", before}, {"result", result}, {"cancelled", cancelled}});
   return N_ExitStatus::SUCCESS;
 }
 
@@ -141,18 +149,19 @@ int Dump(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
   const std::string file = target->GetDumpFileName();
   C_DeferScsiTarget::SetDumpDirectory("");
   if (status != 0) {
-    throw C_Failure(N_ExitStatus::FAILED,
-                    fmt::format("{}: dump failed: status {}: {}", device.id, status,
-                                status == C_DeferScsiTarget::DEFER_NOT_DONE
-                                    ? "cannot write " + file
-                                    : N_Messages::Status(status)));
+    throw C_Failure(
+        N_ExitStatus::FAILED,
+        fmt::format("{}: dump failed: status {}: {}", device.id, status,
+                    status == C_DeferScsiTarget::DEFER_NOT_DONE ? "cannot write " + file
+                                                                : N_Messages::Status(status)));
   }
   io_printer.Line(file);
   io_printer.Json(json{{"device", device.id}, {"file", file}});
   return N_ExitStatus::SUCCESS;
 #else
   (void)io_printer;
-  throw C_Failure(N_ExitStatus::FAILED, device.id + ": this module has no deferred-flash target to dump");
+  throw C_Failure(N_ExitStatus::FAILED,
+                  device.id + ": this module has no deferred-flash target to dump");
 #endif
 }
 

@@ -77,8 +77,8 @@ int Show(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
       if (sense.valid) {
         decoded[attribute.first] = SenseJson(bytes, sense);
         rows.push_back({"", fmt::format("sense key {:X}h: {}", sense.key, sense.keyText)});
-        rows.push_back({"", sense.hasAsc ? fmt::format("ASC {:02X}h, ASCQ {:02X}h: {}", sense.asc, sense.ascq,
-                                                       sense.ascText)
+        rows.push_back({"", sense.hasAsc ? fmt::format("ASC {:02X}h, ASCQ {:02X}h: {}", sense.asc,
+                                                       sense.ascq, sense.ascText)
                                          : fmt::format("no additional sense code in these {} bytes",
                                                        bytes.size())});
       }
@@ -87,11 +87,11 @@ int Show(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
     attributes[attribute.first] = attribute.second;
     rows.push_back({attribute.first, attribute.second});
   }
-  io_printer.Line(fmt::format("{} ({}, path {})", device.id, device.kind, device.path), C_Printer::BOLD);
+  io_printer.Line(fmt::format("{} ({}, path {})", device.id, device.kind, device.path),
+                  C_Printer::BOLD);
   io_printer.Table({"ATTRIBUTE", "VALUE"}, rows);
-  io_printer.Json(json{{"device", DeviceJson(io_host, device)},
-                       {"attributes", attributes},
-                       {"decoded", decoded}});
+  io_printer.Json(json{
+      {"device", DeviceJson(io_host, device)}, {"attributes", attributes}, {"decoded", decoded}});
   return N_ExitStatus::SUCCESS;
 }
 
@@ -132,7 +132,8 @@ int Call(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
 
   const std::string line = StatusLine(status, meaning);
   if (success) {
-    io_printer.Line(fmt::format("{}: {}: {}", device.id, i_options.operation, line), C_Printer::GREEN);
+    io_printer.Line(fmt::format("{}: {}: {}", device.id, i_options.operation, line),
+                    C_Printer::GREEN);
   } else {
     io_printer.Error(fmt::format("{}: {}: {}", device.id, i_options.operation, line));
   }

@@ -62,8 +62,10 @@ const char* StatusName(std::uint32_t i_status) {
 
 int DdffBuild(const S_Options& i_options, C_Printer& io_printer) {
   const std::vector<std::uint8_t> image = N_FileIo::Read(i_options.image);
-  if (image.empty()) throw C_Failure(N_ExitStatus::FAILED, i_options.image + ": the image is empty");
-  if (image.size() > 0xFFFFFFFFu) throw C_Failure(N_ExitStatus::FAILED, i_options.image + ": too large");
+  if (image.empty())
+    throw C_Failure(N_ExitStatus::FAILED, i_options.image + ": the image is empty");
+  if (image.size() > 0xFFFFFFFFu)
+    throw C_Failure(N_ExitStatus::FAILED, i_options.image + ": too large");
   C_DDFF request;
   if (!i_options.vendor.empty()) request.SetDriveVendorId(i_options.vendor);
   if (!i_options.product.empty()) request.SetDriveProductId(i_options.product);
@@ -81,15 +83,17 @@ int DdffBuild(const S_Options& i_options, C_Printer& io_printer) {
     size = request.GetRequestSize();
     bytes = request.GetRequest();
   } catch (const C_DDFF::C_Exception& e) {
-    throw C_Failure(N_ExitStatus::FAILED, i_options.image + ": cannot build the request: " + e.what());
+    throw C_Failure(N_ExitStatus::FAILED,
+                    i_options.image + ": cannot build the request: " + e.what());
   }
   N_FileIo::WriteAtomically(i_options.output, bytes, size);
   if (size > C_FlashJob::DEFERRED_LIMIT) {
-    io_printer.Warning(fmt::format("{}: {} bytes is more than one deferred request can carry to a drive ({})",
-                                   i_options.output, size, C_FlashJob::DEFERRED_LIMIT));
+    io_printer.Warning(
+        fmt::format("{}: {} bytes is more than one deferred request can carry to a drive ({})",
+                    i_options.output, size, C_FlashJob::DEFERRED_LIMIT));
   }
-  io_printer.Line(fmt::format("{}: request of {} bytes, {} instructions, image {} bytes", i_options.output, size,
-                              request.GetInstructionCount(), image.size()));
+  io_printer.Line(fmt::format("{}: request of {} bytes, {} instructions, image {} bytes",
+                              i_options.output, size, request.GetInstructionCount(), image.size()));
   io_printer.Json(json{{"file", i_options.output},
                        {"bytes", size},
                        {"instructions", request.GetInstructionCount()},
@@ -120,11 +124,13 @@ int DdffVerify(const S_Options& i_options, C_Printer& io_printer) {
   C_DDFF request;
   ReadRequest(i_options.file, request);
   const std::uint32_t status = request.GetStatus().status;
-  io_printer.Line(fmt::format("{}: valid request: {} instructions, image {} bytes, status {}, for {} {} {} at {}",
-                              i_options.file, request.GetInstructionCount(), request.GetDataSize(),
-                              StatusName(status), request.GetDriveVendorId(), request.GetDriveProductId(),
-                              request.GetDriveSerialNumber(), request.GetDriveRevision()),
-                  C_Printer::GREEN);
+  io_printer.Line(
+      fmt::format(
+          "{}: valid request: {} instructions, image {} bytes, status {}, for {} {} {} at {}",
+          i_options.file, request.GetInstructionCount(), request.GetDataSize(), StatusName(status),
+          request.GetDriveVendorId(), request.GetDriveProductId(), request.GetDriveSerialNumber(),
+          request.GetDriveRevision()),
+      C_Printer::GREEN);
   io_printer.Json(json{{"file", i_options.file},
                        {"valid", true},
                        {"instructions", request.GetInstructionCount()},
@@ -164,9 +170,11 @@ int Uncloak(const S_Options& i_options, C_Printer& io_printer) {
   std::vector<std::uint8_t> plain;
   C_CloakedFile file;
   try {
-    if (!file.OpenInput(i_options.input)) N_FileIo::Read(i_options.input);  // throws with the reason
+    if (!file.OpenInput(i_options.input))
+      N_FileIo::Read(i_options.input);  // throws with the reason
     std::uint8_t buffer[65536];
-    while (const std::uint32_t n = file.Read(buffer, sizeof buffer)) plain.insert(plain.end(), buffer, buffer + n);
+    while (const std::uint32_t n = file.Read(buffer, sizeof buffer))
+      plain.insert(plain.end(), buffer, buffer + n);
     file.Close();
   } catch (const C_CloakedFile::C_CloakException& e) {
     throw C_Failure(N_ExitStatus::FAILED, i_options.input + ": " + e.what());
@@ -190,7 +198,8 @@ int Uncloak(const S_Options&, C_Printer&) {
 
 int Hexdump(const S_Options& i_options, C_Printer& io_printer) {
   const std::vector<std::uint8_t> bytes = N_FileIo::Read(i_options.file);
-  if (bytes.size() > 0xFFFFFFFFu) throw C_Failure(N_ExitStatus::FAILED, i_options.file + ": too large");
+  if (bytes.size() > 0xFFFFFFFFu)
+    throw C_Failure(N_ExitStatus::FAILED, i_options.file + ": too large");
   C_HexConverter converter;
   std::string text = converter.Convert(bytes.data(), static_cast<unsigned>(bytes.size()));
   if (!text.empty() && text.back() == '\n') text.pop_back();

@@ -14,7 +14,8 @@ namespace N_FileIo {
 namespace {
 
 [[noreturn]] void Fail(const std::string& i_path, const char* i_what, int i_errno) {
-  throw C_Failure(N_ExitStatus::FAILED, i_path + ": cannot " + i_what + ": " + std::strerror(i_errno));
+  throw C_Failure(N_ExitStatus::FAILED,
+                  i_path + ": cannot " + i_what + ": " + std::strerror(i_errno));
 }
 
 }  // namespace

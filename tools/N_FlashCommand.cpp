@@ -53,8 +53,10 @@ void CheckUsage(const S_Options& i_options) {
   if (!i_options.all && i_options.devices.empty()) {
     throw C_Failure(N_ExitStatus::USAGE, "flash: name the drives to flash, or give --all");
   }
-  if (!i_options.all && (!i_options.vendor.empty() || !i_options.product.empty() || !i_options.below.empty())) {
-    throw C_Failure(N_ExitStatus::USAGE, "flash: --vendor, --product and --below select from --all");
+  if (!i_options.all &&
+      (!i_options.vendor.empty() || !i_options.product.empty() || !i_options.below.empty())) {
+    throw C_Failure(N_ExitStatus::USAGE,
+                    "flash: --vendor, --product and --below select from --all");
   }
 }
 
@@ -76,10 +78,11 @@ std::vector<C_Host::S_Device> Select(const S_Options& i_options, C_Host& io_host
     selected.push_back(i_device);
   };
   if (!i_options.all) {
-    for (const std::string& spec : i_options.devices) {
-      const C_Host::S_Device& device = io_host.Find(spec);
+    for (const std::string& name : i_options.devices) {
+      const C_Host::S_Device& device = io_host.Find(name);
       if (!IsDrive(device)) {
-        throw C_Failure(N_ExitStatus::USAGE, spec + ": a " + device.kind + " is not a drive; only drives are flashed");
+        throw C_Failure(N_ExitStatus::USAGE,
+                        name + ": a " + device.kind + " is not a drive; only drives are flashed");
       }
       add(device);
     }
@@ -87,12 +90,19 @@ std::vector<C_Host::S_Device> Select(const S_Options& i_options, C_Host& io_host
   }
   for (const C_Host::S_Device& device : io_host.Devices()) {
     if (!IsDrive(device)) continue;
-    if (!i_options.vendor.empty() && Trimmed(io_host.Attribute(device, "VendorId")) != i_options.vendor) continue;
-    if (!i_options.product.empty() && Trimmed(io_host.Attribute(device, "ProductId")) != i_options.product) continue;
-    if (!i_options.below.empty() && !Below(io_host.Attribute(device, "FirmwareRev"), i_options.below)) continue;
+    if (!i_options.vendor.empty() &&
+        Trimmed(io_host.Attribute(device, "VendorId")) != i_options.vendor)
+      continue;
+    if (!i_options.product.empty() &&
+        Trimmed(io_host.Attribute(device, "ProductId")) != i_options.product)
+      continue;
+    if (!i_options.below.empty() &&
+        !Below(io_host.Attribute(device, "FirmwareRev"), i_options.below))
+      continue;
     add(device);
   }
-  if (selected.empty()) throw C_Failure(N_ExitStatus::NOT_FOUND, "flash: no drive matches the selection");
+  if (selected.empty())
+    throw C_Failure(N_ExitStatus::NOT_FOUND, "flash: no drive matches the selection");
   return selected;
 }
 
@@ -100,12 +110,13 @@ std::vector<C_Host::S_Device> Select(const S_Options& i_options, C_Host& io_host
 void CheckSize(const S_Options& i_options, const C_FlashJob& i_job, std::uint64_t i_imageSize) {
   const std::uint64_t size = i_job.IsDeferred() ? i_job.TransferSize() - 4 : i_imageSize;
   if (size <= i_job.Limit()) return;
-  const std::string what = i_job.IsDeferred()
-                               ? fmt::format("a deferred request of {} bytes (image and program)", size)
-                               : fmt::format("{} bytes", size);
-  throw C_Failure(N_ExitStatus::FAILED,
-                  fmt::format("{}: {} is more than a {} to {} can carry (at most {} bytes); nothing was sent",
-                              i_options.image, what, i_job.Method(), i_job.Device().id, i_job.Limit()));
+  const std::string what =
+      i_job.IsDeferred() ? fmt::format("a deferred request of {} bytes (image and program)", size)
+                         : fmt::format("{} bytes", size);
+  throw C_Failure(
+      N_ExitStatus::FAILED,
+      fmt::format("{}: {} is more than a {} to {} can carry (at most {} bytes); nothing was sent",
+                  i_options.image, what, i_job.Method(), i_job.Device().id, i_job.Limit()));
 }
 
 json PlanJson(C_Host& io_host, const C_FlashJob& i_job) {
@@ -117,8 +128,8 @@ json PlanJson(C_Host& io_host, const C_FlashJob& i_job) {
               {"transferBytes", i_job.TransferSize()}};
 }
 
-void PrintPlan(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host, const T_Jobs& i_jobs,
-               std::size_t i_imageSize) {
+void PrintPlan(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host,
+               const T_Jobs& i_jobs, std::size_t i_imageSize) {
   io_printer.Line(fmt::format("Image {}: {} bytes", i_options.image, i_imageSize));
   std::vector<std::vector<std::string>> rows;
   for (const auto& job : i_jobs) {
@@ -131,9 +142,10 @@ void PrintPlan(const S_Options& i_options, C_Printer& io_printer, C_Host& io_hos
 
 bool Confirm(const S_Options& i_options, C_Printer& io_printer, std::size_t i_count) {
   if (isatty(STDIN_FILENO) != 1) {
-    throw C_Failure(N_ExitStatus::USAGE,
-                    "flash: standard input is not a terminal, so there is no one to ask: add --yes to "
-                    "flash without confirmation; nothing was sent");
+    throw C_Failure(
+        N_ExitStatus::USAGE,
+        "flash: standard input is not a terminal, so there is no one to ask: add --yes to "
+        "flash without confirmation; nothing was sent");
   }
   io_printer.RawError(fmt::format("Flash {} to {} drive{}? [y/N] ", i_options.image, i_count,
                                   i_count == 1 ? "" : "s"));
@@ -150,7 +162,8 @@ bool Confirm(const S_Options& i_options, C_Printer& io_printer, std::size_t i_co
 void DryRunTrace(C_Printer& io_printer, C_Host& io_host, const T_Jobs& i_jobs) {
   io_host.Driver().SetDryRun(true);
   for (const auto& job : i_jobs) {
-    io_printer.Verbose(1, fmt::format("{}: command blocks of the flash (not sent):", job->Device().id));
+    io_printer.Verbose(
+        1, fmt::format("{}: command blocks of the flash (not sent):", job->Device().id));
     job->Run();
   }
   io_host.Driver().SetDryRun(false);
@@ -170,8 +183,9 @@ std::string VerdictText(C_FlashJob::E_Verdict i_verdict, int i_status) {
     case C_FlashJob::VERDICT_SUCCESS: return N_Messages::FlashSuccess();
     case C_FlashJob::VERDICT_UNCHANGED: return N_Messages::FlashUnchanged();
     case C_FlashJob::VERDICT_PENDING: return N_Messages::DeferredStatus(0x02);
-    case C_FlashJob::VERDICT_FAILED: return N_Messages::FlashRefused() + ": " + N_Messages::Status(i_status);
-    default: return N_Messages::FlashSuccess();
+    case C_FlashJob::VERDICT_FAILED:
+      return N_Messages::FlashRefused() + ": " + N_Messages::Status(i_status);
+    default: return N_Messages::FlashSuccess();  // unexpected: flashed, to another revision
   }
 }
 
@@ -179,16 +193,18 @@ void RunJobs(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host,
   C_Progress progress(io_printer, io_printer.StderrIsTerminal() && io_printer.Verbosity() == 0);
   for (const auto& job : io_jobs) progress.Add(job->Device().id, job->TransferSize());
   const C_ObservingDriver::T_Observer trace = N_Trace::Tracer(io_printer, io_host.Driver());
-  io_host.Driver().SetObserver([&](const Driver::S_Command& i_command, C_Device* i_device, int i_result) {
-    trace(i_command, i_device, i_result);
-    // Only what the drive took counts as sent.
-    if (t_row != NO_ROW && i_result == 0 && i_command.direction == Driver::DIRECTION_OUT &&
-        i_command.dataBuffer) {
-      progress.Sent(t_row, i_command.dataLength);
-    }
-  });
+  io_host.Driver().SetObserver(
+      [&](const Driver::S_Command& i_command, C_Device* i_device, int i_result) {
+        trace(i_command, i_device, i_result);
+        // Only what the drive took counts as sent.
+        if (t_row != NO_ROW && i_result == 0 && i_command.direction == Driver::DIRECTION_OUT &&
+            i_command.dataBuffer) {
+          progress.Sent(t_row, i_command.dataLength);
+        }
+      });
 
-  std::size_t threads = i_options.jobs > 0 ? static_cast<std::size_t>(i_options.jobs) : DEFAULT_MAX_JOBS;
+  std::size_t threads =
+      i_options.jobs > 0 ? static_cast<std::size_t>(i_options.jobs) : DEFAULT_MAX_JOBS;
   threads = std::min(threads, io_jobs.size());
   std::atomic<std::size_t> next(0);
   auto worker = [&]() {
@@ -198,7 +214,8 @@ void RunJobs(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host,
       t_row = index;
       job.Run();
       t_row = NO_ROW;
-      progress.End(index, C_FlashJob::VerdictName(job.Outcome().verdict), !job.Failed() && !job.Unverified());
+      progress.End(index, C_FlashJob::VerdictName(job.Outcome().verdict),
+                   !job.Failed() && !job.Unverified());
     }
   };
   progress.Start();
@@ -223,19 +240,22 @@ json OutcomeJson(C_Host& io_host, const C_FlashJob& i_job) {
   entry["failed"] = i_job.Failed() || i_job.Unverified();
   if (!outcome.message.empty()) entry["message"] = outcome.message;
   if (outcome.hasSense) {
-    entry["sense"] = json{{"senseKey", outcome.sense.key},
-                          {"asc", outcome.sense.asc},
-                          {"ascq", outcome.sense.ascq},
-                          {"text", N_Sense::Summary(outcome.sense.key, outcome.sense.asc, outcome.sense.ascq)}};
+    entry["sense"] =
+        json{{"senseKey", outcome.sense.key},
+             {"asc", outcome.sense.asc},
+             {"ascq", outcome.sense.ascq},
+             {"text", N_Sense::Summary(outcome.sense.key, outcome.sense.asc, outcome.sense.ascq)}};
   }
   return entry;
 }
 
 int ExitStatus(const T_Jobs& i_jobs) {
-  const std::size_t failed = std::count_if(i_jobs.begin(), i_jobs.end(), [](const auto& j) { return j->Failed(); });
+  const std::size_t failed =
+      std::count_if(i_jobs.begin(), i_jobs.end(), [](const auto& j) { return j->Failed(); });
   const std::size_t unverified =
       std::count_if(i_jobs.begin(), i_jobs.end(), [](const auto& j) { return j->Unverified(); });
-  if (i_jobs.size() > 1) return failed || unverified ? N_ExitStatus::FLEET_PARTIAL : N_ExitStatus::SUCCESS;
+  if (i_jobs.size() > 1)
+    return failed || unverified ? N_ExitStatus::FLEET_PARTIAL : N_ExitStatus::SUCCESS;
   if (failed) return N_ExitStatus::FAILED;
   return unverified ? N_ExitStatus::VERIFY_FAILED : N_ExitStatus::SUCCESS;
 }
@@ -246,7 +266,8 @@ int Run(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
   CheckUsage(i_options);
   const std::vector<std::uint8_t> image = N_FileIo::Read(i_options.image);
   if (image.empty()) {
-    throw C_Failure(N_ExitStatus::FAILED, i_options.image + ": the image is empty; nothing was sent");
+    throw C_Failure(N_ExitStatus::FAILED,
+                    i_options.image + ": the image is empty; nothing was sent");
   }
   json skipped = json::array();
   T_Jobs jobs;
@@ -260,9 +281,11 @@ int Run(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
     jobs.emplace_back(new C_FlashJob(io_host, device, image, i_options.expect));
     CheckSize(i_options, *jobs.back(), image.size());
   }
-  json document = {{"image", {{"path", i_options.image}, {"bytes", image.size()}}}, {"skipped", skipped}};
+  json document = {{"image", {{"path", i_options.image}, {"bytes", image.size()}}},
+                   {"skipped", skipped}};
   if (jobs.empty()) {
-    io_printer.Line("Nothing to flash: every selected drive is already at " + i_options.skipCurrent);
+    io_printer.Line("Nothing to flash: every selected drive is already at " +
+                    i_options.skipCurrent);
     document["drives"] = json::array();
     document["exitStatus"] = N_ExitStatus::SUCCESS;
     io_printer.Json(document);
@@ -271,9 +294,11 @@ int Run(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
 
   PrintPlan(i_options, io_printer, io_host, jobs, image.size());
   if (i_options.dryRun) {
-    if (io_printer.Verbosity() >= 1) DryRunTrace(io_printer, io_host, jobs);
+    // The plan first: the traced run leaves the devices' idea of the drives
+    // (the revision) as a drive that answers nothing made it.
     json plan = json::array();
     for (const auto& job : jobs) plan.push_back(PlanJson(io_host, *job));
+    if (io_printer.Verbosity() >= 1) DryRunTrace(io_printer, io_host, jobs);
     io_printer.Line("Dry run: nothing was sent.");
     document["dryRun"] = true;
     document["plan"] = plan;
@@ -291,14 +316,18 @@ int Run(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
   json drives = json::array();
   for (const auto& job : jobs) {
     const C_FlashJob::S_Outcome& outcome = job->Outcome();
-    const std::string now = outcome.verdict == C_FlashJob::VERDICT_PENDING ? "(pending)" : outcome.newRevision;
-    rows.push_back({job->Device().id, outcome.oldRevision, now, C_FlashJob::VerdictName(outcome.verdict),
+    const std::string now =
+        outcome.verdict == C_FlashJob::VERDICT_PENDING ? "(pending)" : outcome.newRevision;
+    rows.push_back({job->Device().id, outcome.oldRevision, now,
+                    C_FlashJob::VerdictName(outcome.verdict),
                     fmt::format("{:.1f} s", outcome.seconds)});
     drives.push_back(OutcomeJson(io_host, *job));
   }
-  io_printer.Table({"DRIVE", "OLD", "NEW", "RESULT", "TIME"}, rows, [&jobs](std::size_t i_row, std::size_t i_column) {
-    return i_column == 3 ? VerdictColour(jobs[i_row]->Outcome().verdict) : C_Printer::PLAIN;
-  });
+  io_printer.Table({"DRIVE", "OLD", "NEW", "RESULT", "TIME"}, rows,
+                   [&jobs](std::size_t i_row, std::size_t i_column) {
+                     return i_column == 3 ? VerdictColour(jobs[i_row]->Outcome().verdict)
+                                          : C_Printer::PLAIN;
+                   });
   for (const auto& job : jobs) {
     if (job->Failed() || job->Unverified()) io_printer.Error(job->Outcome().message);
   }

@@ -23,9 +23,15 @@ void SetLocale(const std::string& i_locale) {
 
 std::string Status(int i_status) { return N_VekMessages::StatusText(i_status).GetString(); }
 std::string Compared(int i_result) { return N_VekMessages::ComparedText(i_result).GetString(); }
-std::string FlashSuccess() { return N_VekMessages::Text(N_VekMessages::MSG_FLASH_SUCCESS).GetString(); }
-std::string FlashUnchanged() { return N_VekMessages::Text(N_VekMessages::MSG_FLASH_UNCHANGED).GetString(); }
-std::string FlashRefused() { return N_VekMessages::Text(N_VekMessages::MSG_FLASH_REFUSED).GetString(); }
+std::string FlashSuccess() {
+  return N_VekMessages::Text(N_VekMessages::MSG_FLASH_SUCCESS).GetString();
+}
+std::string FlashUnchanged() {
+  return N_VekMessages::Text(N_VekMessages::MSG_FLASH_UNCHANGED).GetString();
+}
+std::string FlashRefused() {
+  return N_VekMessages::Text(N_VekMessages::MSG_FLASH_REFUSED).GetString();
+}
 std::string DeferredStatus(unsigned i_status) {
   return N_VekMessages::DeferredStatusText(i_status).GetString();
 }
@@ -46,8 +52,7 @@ std::string Status(int i_status) {
     case VEK_STATUS_NO_SERVICES: return "The host instance provides no service object";
     case VEK_STATUS_BUSY: return "The drive is busy";
     case VEK_STATUS_COMPARED: return Compared(i_status);
-    default:
-      return "The controller driver returned code " + std::to_string(i_status);
+    default: return "The controller driver returned code " + std::to_string(i_status);
   }
 }
 std::string Compared(int i_result) {

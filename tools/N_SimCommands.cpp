@@ -26,7 +26,8 @@ S_SimFleet ReadState(C_SimDriver& io_sim) {
   try {
     return io_sim.ReadState();
   } catch (const std::exception& e) {
-    throw C_Failure(N_ExitStatus::FAILED, std::string(e.what()) + " (\"vekctl sim reset\" starts afresh)");
+    throw C_Failure(N_ExitStatus::FAILED,
+                    std::string(e.what()) + " (\"vekctl sim reset\" starts afresh)");
   }
 }
 
@@ -86,7 +87,8 @@ int Restart(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) 
       throw C_Failure(N_ExitStatus::FAILED, name + ": restart failed: " + e.what());
     }
     if (ran < 0) throw C_Failure(N_ExitStatus::NOT_FOUND, name + ": no such array controller");
-    io_printer.Line(fmt::format("{}: restarted; its agent ran {} pending request{}", name, ran, ran == 1 ? "" : "s"));
+    io_printer.Line(fmt::format("{}: restarted; its agent ran {} pending request{}", name, ran,
+                                ran == 1 ? "" : "s"));
     restarted.push_back(json{{"controller", name}, {"requestsRun", ran}});
   }
   io_printer.Json(json{{"restarted", restarted}});
@@ -100,12 +102,13 @@ int Status(const S_Options&, C_Printer& io_printer, C_Host& io_host) {
   std::vector<std::vector<std::string>> rows;
   json controllers = json::array();
   for (const S_SimController& controller : fleet.controllers) {
-    rows.push_back({controller.name, controller.kind, controller.product, controller.firmware, "", ""});
+    rows.push_back(
+        {controller.name, controller.kind, controller.product, controller.firmware, "", ""});
     json drives = json::array();
     for (const S_SimDrive& drive : controller.drives) {
       const std::string request = RequestState(drive.requestFile);
-      rows.push_back({fmt::format("{}:{}", controller.name, drive.number), drive.kind, drive.product,
-                      drive.firmware, drive.pending.empty() ? "-" : drive.pending,
+      rows.push_back({fmt::format("{}:{}", controller.name, drive.number), drive.kind,
+                      drive.product, drive.firmware, drive.pending.empty() ? "-" : drive.pending,
                       request.empty() ? "-" : request});
       drives.push_back(json{{"number", drive.number},
                             {"kind", drive.kind},

@@ -46,24 +46,25 @@ std::string Dump(const std::uint8_t* i_data, unsigned i_length) {
 
 std::string Describe(const Driver::S_Command& i_command, const std::string& i_device, int i_result,
                      int i_verbosity) {
-  const std::vector<std::uint8_t> cdb(i_command.cdb, i_command.cdb ? i_command.cdb + i_command.cdbLength
-                                                                   : i_command.cdb);
-  std::string text = fmt::format("  {} {} [{}] {} {} -> {}", i_device, RequestName(i_command.requestType),
-                                 N_Sense::Hex(cdb), DirectionName(i_command.direction),
-                                 i_command.dataLength, i_result);
+  const std::vector<std::uint8_t> cdb(
+      i_command.cdb, i_command.cdb ? i_command.cdb + i_command.cdbLength : i_command.cdb);
+  std::string text = fmt::format(
+      "  {} {} [{}] {} {} -> {}", i_device, RequestName(i_command.requestType), N_Sense::Hex(cdb),
+      DirectionName(i_command.direction), i_command.dataLength, i_result);
   if (i_verbosity >= 2 && i_command.dataBuffer && i_command.dataLength &&
       i_command.direction != Driver::DIRECTION_NONE) {
     const unsigned length = i_verbosity >= 3 ? i_command.dataLength
                                              : std::min<unsigned>(i_command.dataLength, SHORT_DUMP);
     text += Dump(i_command.dataBuffer, length);
-    if (length < i_command.dataLength) text += fmt::format("\n      ... {} more bytes", i_command.dataLength - length);
+    if (length < i_command.dataLength)
+      text += fmt::format("\n      ... {} more bytes", i_command.dataLength - length);
   }
   if (i_result != 0 && i_command.senseBuffer && i_command.senseLength && i_command.senseBuffer[0]) {
     // Fixed-format sense: 8 bytes of header plus the additional length.
     unsigned length = i_command.senseLength;
     if (length >= 8) length = std::min<unsigned>(length, 8u + i_command.senseBuffer[7]);
-    text += "\n      sense " +
-            N_Sense::Hex(std::vector<std::uint8_t>(i_command.senseBuffer, i_command.senseBuffer + length));
+    text += "\n      sense " + N_Sense::Hex(std::vector<std::uint8_t>(
+                                   i_command.senseBuffer, i_command.senseBuffer + length));
   }
   return text;
 }
@@ -73,7 +74,8 @@ C_ObservingDriver::T_Observer Tracer(C_Printer& io_printer, C_Driver& io_driver)
   C_Driver* driver = &io_driver;
   return [printer, driver](const Driver::S_Command& i_command, C_Device* i_device, int i_result) {
     if (printer->Verbosity() < 1) return;
-    printer->Verbose(1, Describe(i_command, driver->GetDeviceId(i_device), i_result, printer->Verbosity()));
+    printer->Verbose(
+        1, Describe(i_command, driver->GetDeviceId(i_device), i_result, printer->Verbosity()));
   };
 }
 

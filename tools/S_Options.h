@@ -31,24 +31,24 @@ struct S_Options {
   E_Command command = CMD_NONE;
 
   // Global options.
-  int verbosity = 0;        // -v count: 1 command blocks, 2 with data (256 bytes), 3 all data
-  bool json = false;        // one JSON document on standard output
+  int verbosity = 0;  // -v count: 1 command blocks, 2 with data (256 bytes), 3 all data
+  bool json = false;  // one JSON document on standard output
   std::string driver = "sim";
-  std::string simState;     // --sim-state
-  std::string fleet;        // --fleet
-  std::string locale;       // --locale
-  std::string module;       // --module: libvek.so to load
+  std::string simState;  // --sim-state
+  std::string fleet;     // --fleet
+  std::string locale;    // --locale
+  std::string module;    // --module: libvek.so to load
 
   // Positional arguments of the commands.
-  std::string device;                 // show, ops, call, defer *
-  std::string operation;              // call
-  std::vector<std::string> arguments; // call
-  std::string image;                  // flash, ddff build
-  std::vector<std::string> devices;   // flash
-  std::string file;                   // ddff dump, ddff verify, hexdump
-  std::string input, output;          // cloak, uncloak; ddff build -o
-  std::string directory;              // defer dump --dir
-  std::string controller;             // sim restart [CONTROLLER]
+  std::string device;                  // show, ops, call, defer *
+  std::string operation;               // call
+  std::vector<std::string> arguments;  // call
+  std::string image;                   // flash, ddff build
+  std::vector<std::string> devices;    // flash
+  std::string file;                    // ddff dump, ddff verify, hexdump
+  std::string input, output;           // cloak, uncloak; ddff build -o
+  std::string directory;               // defer dump --dir
+  std::string controller;              // sim restart [CONTROLLER]
 
   // flash
   bool all = false;

@@ -43,7 +43,8 @@ std::vector<std::string> C_Vekctl::Environment(const std::vector<std::string>& i
   for (char** e = environ; *e; ++e) {
     const std::string entry = *e;
     const std::string name = entry.substr(0, entry.find('='));
-    if (name == "VEK_SIM_STATE" || name == "NO_COLOR" || name == "LC_ALL" || name == "TERM") continue;
+    if (name == "VEK_SIM_STATE" || name == "NO_COLOR" || name == "LC_ALL" || name == "TERM")
+      continue;
     env.push_back(entry);
   }
   env.push_back("VEK_SIM_STATE=" + File("state.json"));
@@ -52,7 +53,8 @@ std::vector<std::string> C_Vekctl::Environment(const std::vector<std::string>& i
   return env;
 }
 
-C_Vekctl::S_Result C_Vekctl::Run(const std::vector<std::string>& i_args, const std::string& i_input) {
+C_Vekctl::S_Result C_Vekctl::Run(const std::vector<std::string>& i_args,
+                                 const std::string& i_input) {
   std::vector<std::string> argv = {VEKCTL_FILE};
   argv.insert(argv.end(), i_args.begin(), i_args.end());
   argv.insert(argv.end(), m_common.begin(), m_common.end());
@@ -111,13 +113,16 @@ nlohmann::json C_Vekctl::Json(std::vector<std::string> i_args, int* o_status) {
   try {
     return nlohmann::json::parse(result.out);
   } catch (const std::exception& e) {
-    ADD_FAILURE() << "not one JSON document (" << e.what() << "):\n" << result.out << "\nstderr:\n" << result.err;
+    ADD_FAILURE() << "not one JSON document (" << e.what() << "):\n"
+                  << result.out << "\nstderr:\n"
+                  << result.err;
     return nlohmann::json();
   }
 }
 
-C_Vekctl::S_Result C_Vekctl::RunOnTerminal(const std::vector<std::string>& i_args, const std::string& i_prompt,
-                                           const std::string& i_answer, const std::vector<std::string>& i_env) {
+C_Vekctl::S_Result C_Vekctl::RunOnTerminal(const std::vector<std::string>& i_args,
+                                           const std::string& i_prompt, const std::string& i_answer,
+                                           const std::vector<std::string>& i_env) {
   std::vector<std::string> argv = {VEKCTL_FILE};
   argv.insert(argv.end(), i_args.begin(), i_args.end());
   argv.insert(argv.end(), m_common.begin(), m_common.end());
@@ -166,7 +171,8 @@ C_Vekctl::S_Result C_Vekctl::RunOnTerminal(const std::vector<std::string>& i_arg
   return result;
 }
 
-std::string C_Vekctl::Image(const std::string& i_product, const std::string& i_revision, std::size_t i_payload) {
+std::string C_Vekctl::Image(const std::string& i_product, const std::string& i_revision,
+                            std::size_t i_payload) {
   const std::vector<std::uint8_t> image = C_SimFirmwareImage::Build(
       i_product, i_revision, C_SimFirmwareImage::SamplePayload(i_product, i_revision, i_payload));
   const std::string path = File(i_product + "-" + i_revision + ".fw");

@@ -3,9 +3,8 @@
 
 #ifdef VEKCTL_FILE
 
-#include <nlohmann/json.hpp>
-
 #include <map>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -39,7 +38,8 @@ class C_Vekctl {
 
   // A firmware image for i_product that installs i_revision, written into
   // the directory; its path.
-  std::string Image(const std::string& i_product, const std::string& i_revision, std::size_t i_payload = 96 * 1024);
+  std::string Image(const std::string& i_product, const std::string& i_revision,
+                    std::size_t i_payload = 96 * 1024);
   // The drive's revision as "list --json" reports it now.
   std::string Revision(const std::string& i_device);
   const std::string& Dir() const { return m_dir.Path(); }

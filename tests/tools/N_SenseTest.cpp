@@ -34,10 +34,11 @@ TEST(N_SenseTest, SummaryInTheOperatorsForm) {
     int key, asc, ascq;
     const char* summary;
   };
-  const S_Case cases[] = {{5, 0x26, 0x00, "ILLEGAL REQUEST, invalid field in parameter list"},
-                          {6, 0x29, 0x02, "UNIT ATTENTION, SCSI bus reset occurred"},
-                          {2, 0x04, 0x02, "NOT READY, logical unit not ready, initializing command required"},
-                          {0, 0x00, 0x00, "NO SENSE"}};
+  const S_Case cases[] = {
+      {5, 0x26, 0x00, "ILLEGAL REQUEST, invalid field in parameter list"},
+      {6, 0x29, 0x02, "UNIT ATTENTION, SCSI bus reset occurred"},
+      {2, 0x04, 0x02, "NOT READY, logical unit not ready, initializing command required"},
+      {0, 0x00, 0x00, "NO SENSE"}};
   for (const S_Case& c : cases) {
     SCOPED_TRACE(c.summary);
     EXPECT_EQ(N_Sense::Summary(c.key, c.asc, c.ascq), c.summary);
@@ -45,7 +46,8 @@ TEST(N_SenseTest, SummaryInTheOperatorsForm) {
 }
 
 TEST(N_SenseTest, DecodesFixedFormatOnly) {
-  const N_Sense::S_Decoded fixed = N_Sense::Decode({0x70, 0, 0x05, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x24, 0x00});
+  const N_Sense::S_Decoded fixed =
+      N_Sense::Decode({0x70, 0, 0x05, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x24, 0x00});
   EXPECT_TRUE(fixed.valid);
   EXPECT_EQ(fixed.key, 5);
   EXPECT_EQ(fixed.asc, 0x24);

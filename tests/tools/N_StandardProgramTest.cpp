@@ -34,8 +34,8 @@ TEST(N_StandardProgramTest, SegmentsCoverTheImageThenResetAndStart) {
     for (std::uint32_t i = 0; i < segments; ++i) {
       const std::uint8_t* record = request.GetInstruction(i).GetAsData();
       EXPECT_EQ(record[0], 'S');
-      EXPECT_EQ(record[24], 0x3B);           // WRITE BUFFER
-      EXPECT_EQ(record[25], 0x07);           // mode 7
+      EXPECT_EQ(record[24], 0x3B);  // WRITE BUFFER
+      EXPECT_EQ(record[25], 0x07);  // mode 7
       const std::uint32_t offset = LE32(record + 8), length = LE32(record + 12);
       EXPECT_EQ(offset, covered);
       EXPECT_EQ(length, std::min<std::uint32_t>(32768, size - covered));
@@ -65,8 +65,8 @@ TEST(N_StandardProgramTest, SegmentsCoverTheImageThenResetAndStart) {
 TEST(N_StandardProgramTest, TheSimulatedAgentRunsItToSuccess) {
   C_TempDir dir;
   const std::string state = dir.File("state.json");
-  const std::vector<std::uint8_t> image =
-      C_SimFirmwareImage::Build("ZQ-SAS-146", "ZQ06", C_SimFirmwareImage::SamplePayload("ZQ-SAS-146", "ZQ06", 98304));
+  const std::vector<std::uint8_t> image = C_SimFirmwareImage::Build(
+      "ZQ-SAS-146", "ZQ06", C_SimFirmwareImage::SamplePayload("ZQ-SAS-146", "ZQ06", 98304));
   C_DDFF request;
   N_StandardProgram::Add(request, static_cast<std::uint32_t>(image.size()));
   request.SetRomImage(image.data(), static_cast<std::uint32_t>(image.size()));

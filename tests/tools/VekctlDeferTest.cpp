@@ -17,7 +17,8 @@ namespace {
 class VekctlDeferTest : public testing::Test {
  protected:
   void SetUp() override {
-    if (!HaveDeferredTarget(m_vekctl)) GTEST_SKIP() << "the module has no deferred-flash target yet";
+    if (!HaveDeferredTarget(m_vekctl))
+      GTEST_SKIP() << "the module has no deferred-flash target yet";
   }
   C_Vekctl m_vekctl;
 };
@@ -106,8 +107,8 @@ TEST_F(VekctlDeferTest, DeferCommandsRefuseOtherDrives) {
 
 TEST_F(VekctlDeferTest, ARequestTooLargeForTheControllerIsRefused) {
   // 255 chunks of 16384 bytes hold the request; this image alone fills them.
-  const C_Vekctl::S_Result result =
-      m_vekctl.Run({"flash", m_vekctl.Image("ZQ-SAS-146", "ZQ06", 255 * 16384), "array0:2", "--yes"});
+  const C_Vekctl::S_Result result = m_vekctl.Run(
+      {"flash", m_vekctl.Image("ZQ-SAS-146", "ZQ06", 255 * 16384), "array0:2", "--yes"});
   EXPECT_EQ(result.status, 3);
   EXPECT_NE(result.err.find("at most 4177920 bytes"), std::string::npos) << result.err;
   EXPECT_EQ(m_vekctl.Json({"defer", "status", "array0:2"})["request"], nullptr);

@@ -5,7 +5,6 @@
 #ifdef VEKCTL_FILE
 
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include "drivers/sim/C_SimModePages.h"
@@ -32,14 +31,15 @@ TEST(VekctlDeviceTest, ListShowsTheFleetInTextAndJson) {
     const char* revision;
     const char* serial;
   };
-  const S_Expected expected[] = {{"hba0", "hba0", "VEKSIM", "2.10", ""},
-                                 {"hba0:0", "hba0/hba0:0", "SEAGULL", "0102", "SGL0A1B2C3"},
-                                 {"hba0:1", "hba0/hba0:1", "HITACHA", "A310", "HT77Z09312"},
-                                 {"array0", "array0", "VEKSIM", "4.02", ""},
-                                 {"array0:0", "array0/array0:0", "ZQ", "0210", "ZQA5000000000000A001"},
-                                 {"array0:1", "array0/array0:1", "ZQ", "0305", "ZQA7500000000000B002"},
-                                 {"array0:2", "array0/array0:2", "ZQ", "ZQ05", "ZQS146C003"},
-                                 {"array0:3", "array0/array0:3", "ZQ", "ZQ11", "ZQS300D004"}};
+  const S_Expected expected[] = {
+      {"hba0", "hba0", "VEKSIM", "2.10", ""},
+      {"hba0:0", "hba0/hba0:0", "SEAGULL", "0102", "SGL0A1B2C3"},
+      {"hba0:1", "hba0/hba0:1", "HITACHA", "A310", "HT77Z09312"},
+      {"array0", "array0", "VEKSIM", "4.02", ""},
+      {"array0:0", "array0/array0:0", "ZQ", "0210", "ZQA5000000000000A001"},
+      {"array0:1", "array0/array0:1", "ZQ", "0305", "ZQA7500000000000B002"},
+      {"array0:2", "array0/array0:2", "ZQ", "ZQ05", "ZQS146C003"},
+      {"array0:3", "array0/array0:3", "ZQ", "ZQ11", "ZQS300D004"}};
   for (std::size_t i = 0; i < 8; ++i) {
     SCOPED_TRACE(expected[i].id);
     const json& device = list["devices"][i];
@@ -114,8 +114,8 @@ TEST(VekctlDeviceTest, CallReportsTheStatusAndItsMeaning) {
   C_Vekctl vekctl;
   // Page 8 as the simulated drive keeps it, compared in full: no difference.
   const std::vector<std::uint8_t> page = C_SimModePages::Defaults()["08"];
-  std::vector<std::string> compare = {"call", "hba0:0", "CmprModePage", "0", "8", "0",
-                                      std::to_string(page.size() - 2)};
+  std::vector<std::string> compare = {
+      "call", "hba0:0", "CmprModePage", "0", "8", "0", std::to_string(page.size() - 2)};
   for (std::size_t i = 2; i < page.size(); ++i) compare.push_back(std::to_string(page[i]));
   std::vector<std::string> differ = compare;
   differ.back() = std::to_string(page.back() ^ 1);
@@ -140,7 +140,8 @@ TEST(VekctlDeviceTest, CallReportsTheStatusAndItsMeaning) {
     EXPECT_EQ(exit, c.exit);
     EXPECT_EQ(result["status"], c.status);
     EXPECT_EQ(result["exitStatus"], c.exit);
-    EXPECT_NE(result["meaning"].get<std::string>().find(c.meaning), std::string::npos) << result["meaning"];
+    EXPECT_NE(result["meaning"].get<std::string>().find(c.meaning), std::string::npos)
+        << result["meaning"];
   }
   const C_Vekctl::S_Result failed = vekctl.Run({"call", "hba0:0", "ModeSense", "0"});
   EXPECT_EQ(failed.err, "hba0:0: ModeSense: status 1025 (0x401): Bad or missing argument\n");
@@ -185,7 +186,8 @@ TEST(VekctlDeviceTest, EveryCommandHasHelp) {
   for (const std::string& path : C_OptionTable::CommandPaths()) {
     SCOPED_TRACE(path);
     std::vector<std::string> args;
-    for (std::size_t from = 0, to; from != std::string::npos; from = to == std::string::npos ? to : to + 1) {
+    for (std::size_t from = 0, to; from != std::string::npos;
+         from = to == std::string::npos ? to : to + 1) {
       to = path.find(' ', from);
       args.push_back(path.substr(from, to == std::string::npos ? to : to - from));
     }

@@ -17,8 +17,8 @@ TEST(VekctlFileTest, BuildVerifyAndDumpARequest) {
   const std::string image = vekctl.Image("ZQ-SAS-146", "ZQ06");
   const std::string file = vekctl.File("request.ddff");
   const C_Vekctl::S_Result build =
-      vekctl.Run({"ddff", "build", image, "-o", file, "--vendor", "ZQ", "--product", "ZQ-SAS-146", "--revision",
-                  "ZQ05", "--serial", "ZQS146C003", "--flags", "debug,fast"});
+      vekctl.Run({"ddff", "build", image, "-o", file, "--vendor", "ZQ", "--product", "ZQ-SAS-146",
+                  "--revision", "ZQ05", "--serial", "ZQS146C003", "--flags", "debug,fast"});
   ASSERT_EQ(build.status, 0) << build.err;
 
   const json verify = vekctl.Json({"ddff", "verify", file});
@@ -31,8 +31,9 @@ TEST(VekctlFileTest, BuildVerifyAndDumpARequest) {
 
   const C_Vekctl::S_Result dump = vekctl.Run({"ddff", "dump", file});
   EXPECT_EQ(dump.status, 0);
-  for (const char* line : {"      DDFF_RQ_DEBUG\n", "      DDFF_RQ_FAST\n", "    Instructions: \t8\n",
-                           "DDFF_CMD_SLEEP", "DDFF_CMD_DEVICE_RESET", "StartUnit"}) {
+  for (const char* line :
+       {"      DDFF_RQ_DEBUG\n", "      DDFF_RQ_FAST\n", "    Instructions: \t8\n",
+        "DDFF_CMD_SLEEP", "DDFF_CMD_DEVICE_RESET", "StartUnit"}) {
     EXPECT_NE(dump.out.find(line), std::string::npos) << line;
   }
   // The report is the module's own.
@@ -46,7 +47,8 @@ TEST(VekctlFileTest, BuildVerifyAndDumpARequest) {
 TEST(VekctlFileTest, VerifyNamesTheFirstFault) {
   C_Vekctl vekctl;
   const std::string file = vekctl.File("request.ddff");
-  ASSERT_EQ(vekctl.Run({"ddff", "build", vekctl.Image("ZQ-SAS-146", "ZQ06"), "-o", file}).status, 0);
+  ASSERT_EQ(vekctl.Run({"ddff", "build", vekctl.Image("ZQ-SAS-146", "ZQ06"), "-o", file}).status,
+            0);
   const std::string good = ReadFileBytes(file);
   struct S_Case {
     const char* name;

@@ -41,13 +41,15 @@ TEST(VekctlFlashTest, DirectFlashOfScsiAndAtaDrives) {
     const char* from;
     const char* to;
   };
-  for (const S_Case& c : {S_Case{"hba0:0", "SG-4000", "0102", "0103"}, S_Case{"array0:0", "ZQ-ATA-500", "0210", "0211"}}) {
+  for (const S_Case& c : {S_Case{"hba0:0", "SG-4000", "0102", "0103"},
+                          S_Case{"array0:0", "ZQ-ATA-500", "0210", "0211"}}) {
     SCOPED_TRACE(c.drive);
     const std::string image = vekctl.Image(c.product, c.to);
     const C_Vekctl::S_Result result = vekctl.Run({"flash", image, c.drive, "--yes"});
     EXPECT_EQ(result.status, 0) << result.err;
     // The result table: drive, old, new, result.
-    EXPECT_NE(result.out.find(std::string(c.drive) + "  " + c.from + "  " + c.to + "  success"), std::string::npos)
+    EXPECT_NE(result.out.find(std::string(c.drive) + "  " + c.from + "  " + c.to + "  success"),
+              std::string::npos)
         << result.out;
     EXPECT_EQ(vekctl.Revision(c.drive), c.to);
   }
@@ -69,8 +71,9 @@ TEST(VekctlFlashTest, RefusedImageLeavesTheRevisionAndSaysWhy) {
 
   const C_Vekctl::S_Result text = vekctl.Run({"flash", wrongProduct, "hba0:0", "--yes"});
   EXPECT_EQ(text.status, 3);
-  EXPECT_NE(text.err.find("hba0:0: flash refused by drive: ILLEGAL REQUEST, invalid field in parameter list; "
-                          "firmware unchanged at 0102\n"),
+  EXPECT_NE(text.err.find(
+                "hba0:0: flash refused by drive: ILLEGAL REQUEST, invalid field in parameter list; "
+                "firmware unchanged at 0102\n"),
             std::string::npos)
       << text.err;
 }
@@ -78,8 +81,8 @@ TEST(VekctlFlashTest, RefusedImageLeavesTheRevisionAndSaysWhy) {
 TEST(VekctlFlashTest, ExpectAndUnchangedRevisionsFailVerification) {
   C_Vekctl vekctl;
   int status = 0;
-  const json mismatch = vekctl.Json({"flash", vekctl.Image("SG-4000", "0103"), "hba0:0", "--yes", "--expect", "0104"},
-                                    &status);
+  const json mismatch = vekctl.Json(
+      {"flash", vekctl.Image("SG-4000", "0103"), "hba0:0", "--yes", "--expect", "0104"}, &status);
   EXPECT_EQ(status, 4);
   EXPECT_EQ((*Drive(mismatch, "hba0:0"))["result"], "unexpected");
   EXPECT_EQ((*Drive(mismatch, "hba0:0"))["newRevision"], "0103");
@@ -90,7 +93,8 @@ TEST(VekctlFlashTest, ExpectAndUnchangedRevisionsFailVerification) {
   EXPECT_EQ(status, 4);
   EXPECT_EQ((*Drive(unchanged, "hba0:0"))["result"], "unchanged");
   // ...unless the operator said that revision is the one to end at.
-  const json expected = vekctl.Json({"flash", same, "hba0:0", "--yes", "--expect", "0103"}, &status);
+  const json expected =
+      vekctl.Json({"flash", same, "hba0:0", "--yes", "--expect", "0103"}, &status);
   EXPECT_EQ(status, 0);
   EXPECT_EQ((*Drive(expected, "hba0:0"))["result"], "unchanged");
 }
@@ -98,9 +102,9 @@ TEST(VekctlFlashTest, ExpectAndUnchangedRevisionsFailVerification) {
 TEST(VekctlFlashTest, FleetFlashWithOneFaultyDriveFlashesTheOthers) {
   C_Vekctl vekctl(FAULTY_FLEET);
   int status = 0;
-  const json flash =
-      vekctl.Json({"flash", vekctl.Image("SG-4000", "0103"), "--all", "--product", "SG-4000", "--yes", "--jobs", "2"},
-                  &status);
+  const json flash = vekctl.Json({"flash", vekctl.Image("SG-4000", "0103"), "--all", "--product",
+                                  "SG-4000", "--yes", "--jobs", "2"},
+                                 &status);
   EXPECT_EQ(status, 5);
   ASSERT_EQ(flash["drives"].size(), 3u) << flash.dump();
   EXPECT_EQ((*Drive(flash, "hba0:0"))["result"], "success");
@@ -159,6 +163,11 @@ TEST(VekctlFlashTest, DryRunSendsNothingAndTracesWhatItWouldSend) {
                           "[3B 07 00 01 00 00 00 80 00 00]", "[3B 07 00 01 80 00 00 00 40 00]"}) {
     EXPECT_NE(traced.err.find(cdb), std::string::npos) << cdb << "\n" << traced.err;
   }
+  int exit = -1;
+  const json plan = vekctl.Json({"flash", image, "hba0:0", "--dry-run", "-v"}, &exit);
+  EXPECT_EQ(exit, 0);
+  EXPECT_EQ(plan["plan"][0]["revision"], "0102");
+  EXPECT_EQ(plan["plan"][0]["transferBytes"], 98368);
   EXPECT_EQ(vekctl.Revision("hba0:0"), "0102");
   const C_Vekctl::S_Result status = vekctl.Run({"sim", "status", "--json"});
   EXPECT_EQ(json::parse(status.out)["controllers"][0]["drives"][0]["pending"], "");

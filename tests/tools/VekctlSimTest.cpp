@@ -25,7 +25,8 @@ TEST(VekctlSimTest, StatusShowsTheStateAndResetReturnsToTheFleet) {
 
 TEST(VekctlSimTest, RestartNamesOnlyArrayControllers) {
   C_Vekctl vekctl;
-  EXPECT_EQ(vekctl.Json({"sim", "restart"})["restarted"], json::parse(R"([{"controller":"array0","requestsRun":0}])"));
+  EXPECT_EQ(vekctl.Json({"sim", "restart"})["restarted"],
+            json::parse(R"([{"controller":"array0","requestsRun":0}])"));
   for (const char* name : {"hba0", "array9"}) {
     SCOPED_TRACE(name);
     const C_Vekctl::S_Result result = vekctl.Run({"sim", "restart", name});
@@ -37,7 +38,8 @@ TEST(VekctlSimTest, RestartNamesOnlyArrayControllers) {
 TEST(VekctlSimTest, AStateThatCannotBeReadIsReportedUntilReset) {
   C_Vekctl vekctl;
   WriteFileBytes(vekctl.File("state.json"), "{ not json");
-  for (const std::vector<std::string>& args : {std::vector<std::string>{"list"}, {"sim", "status"}}) {
+  for (const std::vector<std::string>& args :
+       {std::vector<std::string>{"list"}, {"sim", "status"}}) {
     SCOPED_TRACE(args[0]);
     const C_Vekctl::S_Result result = vekctl.Run(args);
     EXPECT_EQ(result.status, 3);
