@@ -10,10 +10,7 @@
 #include "tools/N_Messages.h"
 #include "tools/N_Sense.h"
 
-#if __has_include("ddff/C_DeferScsiTarget.h")
 #include "ddff/C_DeferScsiTarget.h"
-#define VEKCTL_HAVE_DEFER_TARGET 1
-#endif
 
 using nlohmann::json;
 
@@ -141,7 +138,6 @@ int Dump(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
   if (stat(directory.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
     throw C_Failure(N_ExitStatus::FAILED, directory + ": not a directory");
   }
-#ifdef VEKCTL_HAVE_DEFER_TARGET
   C_DeferScsiTarget* target = dynamic_cast<C_DeferScsiTarget*>(io_host.DeviceObject(device));
   if (!target) throw C_Failure(N_ExitStatus::FAILED, device.id + ": not a deferred-flash target");
   C_DeferScsiTarget::SetDumpDirectory(directory);
@@ -158,11 +154,7 @@ int Dump(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
   io_printer.Line(file);
   io_printer.Json(json{{"device", device.id}, {"file", file}});
   return N_ExitStatus::SUCCESS;
-#else
-  (void)io_printer;
-  throw C_Failure(N_ExitStatus::FAILED,
-                  device.id + ": this module has no deferred-flash target to dump");
-#endif
+
 }
 
 }  // namespace N_DeferCommands

@@ -11,10 +11,7 @@
 #include "tools/N_FileIo.h"
 #include "tools/N_StandardProgram.h"
 
-#if __has_include("cloak/C_CloakedFile.h")
 #include "cloak/C_CloakedFile.h"
-#define VEKCTL_HAVE_CLOAK 1
-#endif
 
 using nlohmann::json;
 
@@ -144,7 +141,6 @@ int DdffVerify(const S_Options& i_options, C_Printer& io_printer) {
   return N_ExitStatus::SUCCESS;
 }
 
-#ifdef VEKCTL_HAVE_CLOAK
 
 int Cloak(const S_Options& i_options, C_Printer& io_printer) {
   const std::vector<std::uint8_t> plain = N_FileIo::Read(i_options.input);
@@ -185,16 +181,7 @@ int Uncloak(const S_Options& i_options, C_Printer& io_printer) {
   return N_ExitStatus::SUCCESS;
 }
 
-#else
 
-int Cloak(const S_Options&, C_Printer&) {
-  throw C_Failure(N_ExitStatus::FAILED, "cloak: this module has no cloaked files");
-}
-int Uncloak(const S_Options&, C_Printer&) {
-  throw C_Failure(N_ExitStatus::FAILED, "uncloak: this module has no cloaked files");
-}
-
-#endif
 
 int Hexdump(const S_Options& i_options, C_Printer& io_printer) {
   const std::vector<std::uint8_t> bytes = N_FileIo::Read(i_options.file);

@@ -37,16 +37,10 @@ run sim reset >/dev/null
 run list
 run flash SG-4000-0103.fw hba0:0 --yes
 run flash ZQ-ATA-500-0211.fw array0:0 --yes
-operations=$("$VEKCTL" ops array0:2)
-if grep -qx DeferFlash <<<"$operations"; then
-  run flash ZQ-SAS-146-ZQ06.fw array0:2 --yes
-  run defer status array0:2
-  run sim restart array0
-  run defer status array0:2
-  run defer dump array0:2 --dir .
-  run ddff dump ZQ_ZQ-SAS-146_ZQS146C003_D.dat
-else
-  echo
-  echo "(this module has no deferred-flash target yet: array0:2 is not flashed)"
-fi
+run flash ZQ-SAS-146-ZQ06.fw array0:2 --yes
+run defer status array0:2
+run sim restart array0
+run defer status array0:2
+run defer dump array0:2 --dir .
+run ddff dump ZQ_ZQ-SAS-146_ZQS146C003_D.dat
 run list

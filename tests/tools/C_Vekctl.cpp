@@ -189,10 +189,5 @@ std::string C_Vekctl::Revision(const std::string& i_device) {
   return "";
 }
 
-bool HaveDeferredTarget(C_Vekctl& io_vekctl) {
-  const nlohmann::json ops = io_vekctl.Json({"ops", "array0:2"});
-  const auto& names = ops["operations"];
-  return std::find(names.begin(), names.end(), "DeferFlash") != names.end();
-}
 
 #endif

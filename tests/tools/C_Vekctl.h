@@ -51,9 +51,6 @@ class C_Vekctl {
   std::vector<std::string> m_common;  // --fleet FILE when given
 };
 
-// True when the module has the deferred-flash target (its drives offer
-// "DeferFlash").
-bool HaveDeferredTarget(C_Vekctl& io_vekctl);
 
 #endif
 #endif
