@@ -1,5 +1,6 @@
 #include "drivers/sim/C_SimDriver.h"
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -70,17 +71,17 @@ void C_SimDriver::ResetState() {
   m_store.Reset();
 }
 
+bool C_SimDriver::Knows(const std::string& i_controller, int i_drive) {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  return std::any_of(m_nodes.begin(), m_nodes.end(), [&](const auto& i_node) {
+    return i_node.second.controller == i_controller && i_node.second.drive == i_drive;
+  });
+}
+
 bool C_SimDriver::FindRootChildren(C_Root* i_root) {
   S_SimFleet fleet = m_store.Read();
   for (const S_SimController& record : fleet.controllers) {
-    bool known = false;
-    {
-      std::lock_guard<std::mutex> lock(m_mutex);
-      for (const auto& node : m_nodes) {
-        known = known || (node.second.drive < 0 && node.second.controller == record.name);
-      }
-    }
-    if (known) continue;
+    if (Knows(record.name, -1)) continue;
     C_SimController* controller = new C_SimController(this, record);
     controller->SetParent(i_root);
     controller->SetTargetId(new C_SimTargetId(record.name));
@@ -105,14 +106,7 @@ bool C_SimDriver::FindDeviceChildren(C_Device* i_device) {
   const S_SimController* record = fleet.FindController(name);
   if (!record) return true;
   for (const S_SimDrive& drive : record->drives) {
-    bool known = false;
-    {
-      std::lock_guard<std::mutex> lock(m_mutex);
-      for (const auto& node : m_nodes) {
-        known = known || (node.second.controller == name && node.second.drive == drive.number);
-      }
-    }
-    if (!known) CreateDrive(i_device, *record, drive);
+    if (!Knows(name, drive.number)) CreateDrive(i_device, *record, drive);
   }
   return true;
 }

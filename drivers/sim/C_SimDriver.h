@@ -74,6 +74,8 @@ class C_SimDriver : public C_Driver {
     int drive;  // -1 for the controller itself
   };
 
+  // True when the device for this controller (i_drive -1) or drive exists.
+  bool Knows(const std::string& i_controller, int i_drive);
   C_Device* CreateDrive(C_Device* i_controller, const S_SimController& i_record,
                         const S_SimDrive& i_drive);
   int PerformLocked(S_SimFleet& io_fleet, const S_Node& i_node, Driver::S_Command& io_command,
