@@ -4,6 +4,7 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <tuple>
 
 #include "foundation/StringUtil.h"
 
@@ -39,6 +40,33 @@ std::string ByteText(const T_Bytes& i_bytes) {
   std::string text;
   for (std::uint8_t b : i_bytes) text += stringFormat(" %2x", b);
   return text;
+}
+
+bool S_Block::operator==(const S_Block& i_other) const {
+  return std::tie(cdb, dataLength, senseLength, flags, direction, requestType) ==
+         std::tie(i_other.cdb, i_other.dataLength, i_other.senseLength, i_other.flags,
+                  i_other.direction, i_other.requestType);
+}
+
+std::ostream& operator<<(std::ostream& io_out, const S_Block& i_block) {
+  return io_out << "cdb" << ByteText(i_block.cdb) << ", data " << i_block.dataLength << ", sense "
+                << i_block.senseLength << ", flags " << i_block.flags << ", direction "
+                << i_block.direction << ", request " << i_block.requestType;
+}
+
+// The recorder copies cdbLength bytes of the block, so the block compared
+// also pins its length byte.
+S_Block Block(const T_Recorded& i_sent) {
+  return {i_sent.cdb, i_sent.dataLength, i_sent.senseLength, i_sent.flags, i_sent.direction,
+          i_sent.requestType};
+}
+
+void ExpectAttributes(const C_Device& i_device, const std::map<std::string, const char*>& i_expected) {
+  for (const auto& expected : i_expected) {
+    const bool has = i_device.GetAttributes().count(expected.first) != 0;
+    EXPECT_EQ(expected.second ? expected.second : "(none)", has ? i_device.GetAttribute(expected.first) : "(none)")
+        << expected.first;
+  }
 }
 
 C_SleepRecorder::C_SleepRecorder() {

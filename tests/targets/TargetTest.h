@@ -8,7 +8,9 @@
 
 #include <cstdint>
 #include <ctime>
+#include <map>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -19,7 +21,9 @@
 #include "module/C_Root.h"
 
 typedef std::vector<std::uint8_t> T_Bytes;
+typedef std::vector<std::string> T_Args;
 typedef C_ScriptedDriver::S_Recorded T_Recorded;
+typedef C_ScriptedDriver T_Script;  // its matchers and replies
 
 // A recorded response from tests/data/targets: hex bytes, '#' comments.
 T_Bytes LoadHex(const std::string& i_name);
@@ -28,10 +32,26 @@ T_Bytes LoadHex(const std::string& i_name);
 std::string AddressText(const void* i_address);
 
 // Calls a named operation with argv[0] = the name and a terminating null.
-int CallOp(C_Device& io_device, const std::vector<std::string>& i_args);
+int CallOp(C_Device& io_device, const T_Args& i_args);
 
 // The byte attribute form of a device: " %2x" per byte.
 std::string ByteText(const T_Bytes& i_bytes);
+
+// The fields of a sent record that tests pin byte for byte, so that one
+// comparison (printed whole on failure) covers a command. The recorder
+// copies cdbLength bytes of the block, so the block also pins that length.
+struct S_Block {
+  T_Bytes cdb;
+  std::uint32_t dataLength, senseLength, flags;
+  int direction;
+  std::uint32_t requestType;
+  bool operator==(const S_Block& i_other) const;
+};
+std::ostream& operator<<(std::ostream& io_out, const S_Block& i_block);
+S_Block Block(const T_Recorded& i_sent);
+
+// Each named attribute has the given value; a null value: not published.
+void ExpectAttributes(const C_Device& i_device, const std::map<std::string, const char*>& i_expected);
 
 // While alive, sleeps return at once and are recorded in milliseconds.
 class C_SleepRecorder {
@@ -50,35 +70,42 @@ class C_SleepRecorder {
 template <class T>
 class C_TargetFixture : public ::testing::Test {
  protected:
-  C_TargetFixture()
-      : m_root(new C_Root),
-        m_driver(new C_ScriptedDriver),
-        m_controller(new C_ScriptedController(m_driver)) {
+  explicit C_TargetFixture(T* i_target = new T)
+      : m_root(new C_Root), m_driver(new T_Script), m_controller(new C_ScriptedController(m_driver)) {
     m_root->SetDriver(m_driver);
     m_driver->Attach(m_root.get(), m_controller, nullptr);
+    m_target = AttachAnother(i_target, new C_QarnTargetId("array0", 2));
   }
   ~C_TargetFixture() override { m_root->Cleanup(); }
 
-  // Attaches the target (taking ownership) without Init.
-  T& Attach(T* i_target) {
-    m_driver->Attach(m_controller, i_target, new C_QarnTargetId("array0", 2));
-    m_target = i_target;
-    return *i_target;
+  // A further target below the controller (owned by the tree), not Init'ed.
+  template <class U>
+  U* AttachAnother(U* i_target, C_TargetId* i_id = nullptr) {
+    m_driver->Attach(m_controller, i_target, i_id);
+    return i_target;
   }
-  int Call(const std::vector<std::string>& i_args) { return CallOp(*m_target, i_args); }
+  int Call(const T_Args& i_args) { return CallOp(*m_target, i_args); }
+  std::string Attr(const std::string& i_name) { return m_target->GetAttribute(i_name); }
+  bool HasAttr(const std::string& i_name) { return m_target->GetAttributes().count(i_name) != 0; }
   const std::vector<T_Recorded>& Commands() const { return m_driver->Commands(); }
+  // Forgets the script and the record, then answers i_match with i_reply.
+  void Restart(T_Script::T_Matcher i_match = nullptr, const T_Script::S_Reply& i_reply = {}) {
+    m_driver->ClearScript();
+    m_driver->ClearCommands();
+    if (i_match) m_driver->Reply(i_match, i_reply);
+  }
 
   C_SleepRecorder m_sleeps;
   // Held by pointer: a tree node's destructor may throw, a test's may not.
   std::unique_ptr<C_Root> m_root;
-  C_ScriptedDriver* m_driver;
+  T_Script* m_driver;
   C_ScriptedController* m_controller;
   T* m_target = nullptr;
 };
 
 // Matchers on the recorded block beyond the opcode.
-C_ScriptedDriver::T_Matcher StandardInquiry();
-C_ScriptedDriver::T_Matcher VpdPage(std::uint8_t i_page);
-C_ScriptedDriver::T_Matcher ControlRequest(std::uint8_t i_code);
+T_Script::T_Matcher StandardInquiry();
+T_Script::T_Matcher VpdPage(std::uint8_t i_page);
+T_Script::T_Matcher ControlRequest(std::uint8_t i_code);
 
 #endif
