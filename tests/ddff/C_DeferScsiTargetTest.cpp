@@ -4,43 +4,22 @@
 
 #include "ddff/C_DeferScsiTarget.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <functional>
-#include <map>
-#include <memory>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "ddff/C_DDFF.h"
-#include "device/C_QarnTargetId.h"
-#include "drivers/test/C_ScriptedController.h"
-#include "drivers/test/C_ScriptedDriver.h"
-#include "foundation/StringUtil.h"
-#include "module/C_Root.h"
 #include "support/TestSupport.h"
+#include "tests/targets/TargetTest.h"
 
 namespace {
 
-typedef std::vector<std::uint8_t> T_Bytes;
-typedef std::vector<std::string> T_Args;
-typedef C_ScriptedDriver::S_Recorded T_Recorded;
 typedef C_DeferScsiTarget C_Target;
 
-const std::uint8_t DRIVE = 5;
-
-std::string Text(const void* i_address) { return stringFormat("%#lx", reinterpret_cast<unsigned long>(i_address)); }
-
-int CallOp(C_Device& io_device, const T_Args& i_args) {
-  std::vector<const char*> argv;
-  for (const std::string& arg : i_args) argv.push_back(arg.c_str());
-  argv.push_back(nullptr);
-  return io_device.CallOperation(i_args.at(0), static_cast<int>(i_args.size()), argv.data());
-}
+const std::uint8_t DRIVE = 2;  // the fixture's target "array0:2"
 
 T_Bytes Pattern(std::size_t i_size) {
   T_Bytes bytes(i_size);
@@ -92,36 +71,26 @@ struct S_Program {
   }
 };
 
-class DeferScsiTargetTest : public ::testing::Test {
+class DeferScsiTargetTest : public C_TargetFixture<C_Target> {
  protected:
-  DeferScsiTargetTest()
-      : m_root(new C_Root), m_driver(new C_ScriptedDriver), m_controller(new C_ScriptedController(m_driver)) {
+  DeferScsiTargetTest() {
     // No test leaves a dump file in the working directory.
     C_Target::SetDumpDirectory(m_dumps.Path());
-    m_root->SetDriver(m_driver);
-    m_driver->Attach(m_root.get(), m_controller, nullptr);
     m_controller->AddAttribute("HasDDFF", "true");
     m_controller->AddAttribute("DDFFVer", "0101");
-    m_target = new C_Target;
-    m_driver->Attach(m_controller, m_target, new C_QarnTargetId("array0", DRIVE));
     m_driver->Reply([](const T_Recorded& c) { return c.requestType == 2; },
-                    C_ScriptedDriver::Handler(
+                    T_Script::Handler(
                         [this](Driver::S_Command& c, const T_Recorded& r) { return m_store.Handle(c, r); }));
   }
-  ~DeferScsiTargetTest() override {
-    m_root->Cleanup();
-    C_Target::SetDumpDirectory("");
-  }
+  ~DeferScsiTargetTest() override { C_Target::SetDumpDirectory(""); }
 
   // Identifies the drive: "ACME", "DISK 9000/X", "A1B2", serial "SN12345".
   void Identify() {
     T_Bytes inquiry(56, ' ');
     const std::string identity = "ACME    DISK 9000/X     A1B2";
     std::copy(identity.begin(), identity.end(), inquiry.begin() + 8);
-    m_driver->Reply([](const T_Recorded& c) { return c.Opcode() == 0x12 && c.cdb[1] == 0; },
-                    C_ScriptedDriver::Data(inquiry));
-    m_driver->Reply([](const T_Recorded& c) { return c.Opcode() == 0x12 && c.cdb[1] == 1; },
-                    C_ScriptedDriver::Data({0, 0x80, 0, 7, 'S', 'N', '1', '2', '3', '4', '5'}));
+    m_driver->Reply(StandardInquiry(), T_Script::Data(inquiry));
+    m_driver->Reply(VpdPage(0x80), T_Script::Data({0, 0x80, 0, 7, 'S', 'N', '1', '2', '3', '4', '5'}));
     ASSERT_FALSE(m_target->Init());
     m_driver->ClearCommands();
   }
@@ -133,18 +102,23 @@ class DeferScsiTargetTest : public ::testing::Test {
     return out;
   }
   int DeferFlash(const T_Bytes& i_image, C_DDFF& io_request, const T_Args& i_switches = {}) {
-    T_Args args = {"DeferFlash", Text(i_image.data()), std::to_string(i_image.size()), Text(&io_request)};
+    T_Args args = {"DeferFlash", AddressText(i_image.data()), std::to_string(i_image.size()),
+                   AddressText(&io_request)};
     args.insert(args.end(), i_switches.begin(), i_switches.end());
-    return CallOp(*m_target, args);
+    return Call(args);
   }
 
   C_TempDir m_dumps;
-  std::unique_ptr<C_Root> m_root;
-  C_ScriptedDriver* m_driver;
-  C_ScriptedController* m_controller;
-  C_Target* m_target;
   S_ControllerStore m_store;
 };
+
+// The record fields every controller request shares: controller type (2),
+// flags 0x04, a 255-byte sense buffer.
+typedef std::tuple<T_Bytes, int, std::uint32_t, std::uint32_t, std::uint32_t, std::uint32_t, bool> T_Fields;
+T_Fields Fields(const T_Recorded& i_r) {
+  return std::make_tuple(i_r.cdb, int(i_r.direction), i_r.dataLength, i_r.requestType, i_r.flags, i_r.senseLength,
+                         i_r.senseBuffer != nullptr);
+}
 
 // Chunks numbered from 1 of the count, lengths most significant byte first,
 // each pointing into the caller's buffer, through the parent's
@@ -152,52 +126,35 @@ class DeferScsiTargetTest : public ::testing::Test {
 TEST_F(DeferScsiTargetTest, TransfersAreNumberedChunksThroughTheParent) {
   const T_Bytes data = Pattern(40000);
   ASSERT_EQ(0, m_target->DoWriteDeferredUpdate(data.data(), 40000, 16384));
-  const std::vector<T_Recorded> sent = ControllerRequests();
-  ASSERT_EQ(3u, sent.size());
-  const T_Bytes cdbs[] = {{0x27, 0, DRIVE, 3, 1, 0, 0x36, 0x40, 0x00, 0},
-                          {0x27, 0, DRIVE, 3, 2, 0, 0x36, 0x40, 0x00, 0},
-                          {0x27, 0, DRIVE, 3, 3, 0, 0x36, 0x1C, 0x40, 0}};
-  const std::uint32_t lengths[] = {16384, 16384, 7232};
-  for (std::size_t i = 0; i < 3; ++i) {
-    EXPECT_EQ(cdbs[i], sent[i].cdb);
-    EXPECT_EQ(data.data() + 16384 * i, sent[i].dataBuffer);
-    EXPECT_EQ(lengths[i], sent[i].dataLength);
-    EXPECT_EQ(m_controller, sent[i].device);
-  }
-  EXPECT_EQ(data, m_store.request);
-
   T_Bytes back(40000);
   ASSERT_EQ(0, m_target->DoReadDeferredUpdate(back.data(), 40000, 16384));
+  EXPECT_EQ(data, m_store.request);
   EXPECT_EQ(data, back);
-  EXPECT_EQ((T_Bytes{0x26, 0, DRIVE, 3, 2, 0, 0x26, 0x40, 0x00, 0}), ControllerRequests()[4].cdb);
-  EXPECT_EQ(back.data() + 16384, ControllerRequests()[4].dataBuffer);
+  const std::vector<T_Recorded> sent = ControllerRequests();
+  ASSERT_EQ(6u, sent.size());
+  const T_Bytes cdbs[] = {
+      {0x27, 0, DRIVE, 3, 1, 0, 0x36, 0x40, 0x00, 0}, {0x27, 0, DRIVE, 3, 2, 0, 0x36, 0x40, 0x00, 0},
+      {0x27, 0, DRIVE, 3, 3, 0, 0x36, 0x1C, 0x40, 0}, {0x26, 0, DRIVE, 3, 1, 0, 0x26, 0x40, 0x00, 0},
+      {0x26, 0, DRIVE, 3, 2, 0, 0x26, 0x40, 0x00, 0}, {0x26, 0, DRIVE, 3, 3, 0, 0x26, 0x1C, 0x40, 0}};
+  for (std::size_t i = 0; i < 6; ++i) {
+    const std::uint32_t length = i % 3 == 2 ? 7232 : 16384;
+    EXPECT_EQ(T_Fields(cdbs[i], i < 3 ? 0 : 1, length, 2, 0x04, 255, true), Fields(sent[i])) << i;
+    EXPECT_EQ((i < 3 ? data.data() : back.data()) + 16384 * (i % 3), sent[i].dataBuffer);
+    EXPECT_EQ(m_controller, sent[i].device);
+  }
 }
 
-TEST_F(DeferScsiTargetTest, ControllerRequestBlocks) {
-  std::uint8_t buffer[300] = {};
+TEST_F(DeferScsiTargetTest, StatusRequests) {
   S_DDFF_Status status;
-  // Every request: controller type (2), flags 0x04, a 255-byte sense buffer.
-  const struct { const char* name; std::function<int()> call; T_Bytes cdb; int direction; T_Bytes dataOut; } cases[] = {
-      {"write", [&] { return m_target->DoWriteDeferredUpdate(buffer, 300, 4096); },
-       {0x27, 0, DRIVE, 1, 1, 0, 0x36, 0x01, 0x2C, 0}, 0, T_Bytes(300, 0)},
-      {"read", [&] { return m_target->DoReadDeferredUpdate(buffer, 48, 4096); },
-       {0x26, 0, DRIVE, 1, 1, 0, 0x26, 0, 48, 0}, 1, {}},
-      {"sense status", [&] { return m_target->DoSenseDeferredUpdateStatus(&status, 44); },
-       {0x26, 0, DRIVE, 0, 0, 0, 0x27, 0, 44, 0, 0, 0, 0, 0, 0, 0}, 1, {}},
-      {"set status", [&] { return m_target->DoSetDeferredUpdateStatus(0x12345608); },
-       {0x27, 0, DRIVE, 0, 0, 0, 0x37, 0, 4, 0, 0, 0, 0, 0, 0, 0}, 0, {0x08, 0x56, 0x34, 0x12}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    m_driver->ClearCommands();
-    ASSERT_EQ(0, c.call());
-    ASSERT_EQ(1u, m_driver->Commands().size());
-    const T_Recorded& r = m_driver->Commands()[0];
-    const std::uint32_t length = c.cdb[7] << 8 | c.cdb[8];
-    EXPECT_EQ(std::make_tuple(c.cdb, c.direction, length, c.dataOut, 2u, 0x04u, 255u, true),
-              std::make_tuple(r.cdb, int(r.direction), r.dataLength, r.dataOut, r.requestType, r.flags,
-                              r.senseLength, r.senseBuffer != nullptr));
-  }
+  ASSERT_EQ(0, m_target->DoSenseDeferredUpdateStatus(&status, 44));
+  ASSERT_EQ(0, m_target->DoSetDeferredUpdateStatus(0x12345608));
+  const std::vector<T_Recorded> sent = ControllerRequests();
+  ASSERT_EQ(2u, sent.size());
+  EXPECT_EQ(T_Fields({0x26, 0, DRIVE, 0, 0, 0, 0x27, 0, 44, 0, 0, 0, 0, 0, 0, 0}, 1, 44, 2, 0x04, 255, true),
+            Fields(sent[0]));
+  EXPECT_EQ(T_Fields({0x27, 0, DRIVE, 0, 0, 0, 0x37, 0, 4, 0, 0, 0, 0, 0, 0, 0}, 0, 4, 2, 0x04, 255, true),
+            Fields(sent[1]));
+  EXPECT_EQ((T_Bytes{0x08, 0x56, 0x34, 0x12}), sent[1].dataOut);
 }
 
 TEST_F(DeferScsiTargetTest, TransferLimitsRefuseBeforeSending) {
@@ -282,17 +239,14 @@ TEST_F(DeferScsiTargetTest, CancelOnlyCancels) {
 }
 
 TEST_F(DeferScsiTargetTest, InitPublishesTheStatusBlock) {
-  S_DDFF_Status base = {};
-  base.statusSize = 44;
-  const std::uint8_t stamp[8] = {9, 3, 0xD3, 0x07, 5, 4, 7, 0};  // 03/09/2003 7:04:05
-  std::memcpy(&base.requestTime, stamp, 8);
-  std::memcpy(&base.updateTime, stamp, 8);
-  base.updateTime.bytes[6] = 23;
-  base.failingInstruction = 0x6C;
-  base.camStatus = 0x4;
-  base.senseKey = 0xB;
-  base.asc = 0x4;
-  base.asq = 0x1;
+  // The status block as the controller returns it; the status (byte 8) and
+  // the old revision (byte 28) are set per case.
+  const T_Bytes block = {44, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,  // size, reserved, status
+                         9, 3, 0xD3, 0x07, 5, 4, 7, 0,  // requested 03/09/2003 7:04:05
+                         9, 3, 0xD3, 0x07, 5, 4, 23, 0,  // updated 03/09/2003 23:04:05
+                         0, 0, 0, 0, 0x6C, 0, 0, 0, 0, 0, 0, 0,  // old revision, failing instruction, target
+                         0x04, 0x0B, 0x04, 0x01};  // CAM status, sense key, ASC, ASQ
+  ASSERT_EQ(44u, block.size());
   const char* const NAMES[] = {"DeferResult", "OldVersion", "RequestTime", "UpdateTime", "CamStatus",
                                "SenseKey",    "SenseASC",   "SenseASQ",    "Instruction"};
   // The published values in the order of NAMES, "-" where not published.
@@ -305,7 +259,7 @@ TEST_F(DeferScsiTargetTest, InitPublishesTheStatusBlock) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.published);
-    m_store.status = base;
+    std::memcpy(&m_store.status, block.data(), 44);
     m_store.status.status = c.status;
     std::memcpy(m_store.status.oldRomRevision, c.oldRevision, 4);
     Identify();
@@ -348,14 +302,10 @@ class C_OtherTargetId : public C_TargetId {
 TEST_F(DeferScsiTargetTest, NoControllerIdAnswers2AndNoParentAnswers1) {
   T_Bytes data(100);
   S_DDFF_Status status;
-  S_Program program;
   const std::function<int(C_Target&)> calls[] = {
       [&](C_Target& t) { return t.DoWriteDeferredUpdate(data.data(), 100, 16384); },
-      [&](C_Target& t) { return t.DoReadDeferredUpdate(data.data(), 100, 16384); },
       [&](C_Target& t) { return t.DoSenseDeferredUpdateStatus(&status, 44); },
       [&](C_Target& t) { return t.DoSetDeferredUpdateStatus(8); },
-      [&](C_Target& t) { return t.DeferFlash(data.data(), 100, &program.request, 0); },
-      [&](C_Target& t) { return t.Dump(); },
   };
   C_OtherTargetId other;
   C_QarnTargetId qarn("array0", 1);
@@ -391,7 +341,7 @@ class C_RecordingTarget : public C_DeferScsiTarget {
 TEST(DeferScsiTargetArgumentsTest, DeferFlashArguments) {
   C_RecordingTarget target;
   C_DDFF request;
-  const std::string image = Text(&target), req = Text(&request);
+  const std::string image = AddressText(&target), req = AddressText(&request);
   const struct { T_Args args; int result; unsigned int arguments; } cases[] = {
       {{"DeferFlash", image, "0x20", req}, 42, 0},
       {{"DeferFlash", image, "32", req, "Debug=true", "Downgrade=true", "Reflash=true", "Fast=true"}, 42, 0xF},
@@ -401,7 +351,6 @@ TEST(DeferScsiTargetArgumentsTest, DeferFlashArguments) {
       {{"DeferFlash", image, "32", "0"}, 1025, 0},
       {{"DeferFlash", "0", "32", req}, 1025, 0},
       {{"DeferFlash", image, "32", req, "Debug=false"}, 1025, 0},
-      {{"DeferFlash", image, "32", req, "debug=true"}, 1025, 0},
       {{"DeferFlash", image, "32", req, "Verify=true"}, 1025, 0},
   };
   for (const auto& c : cases) {
@@ -427,7 +376,7 @@ TEST(DeferScsiTargetArgumentsTest, DeferFlashArguments) {
 
 TEST_F(DeferScsiTargetTest, FlashAnswers1AndSendsNothing) {
   T_Bytes image = Pattern(100);
-  EXPECT_EQ(1, CallOp(*m_target, {"Flash", "100", Text(image.data())}));
+  EXPECT_EQ(1, Call({"Flash", "100", AddressText(image.data())}));
   EXPECT_EQ(1, m_target->Flash(image.data(), 100));
   EXPECT_TRUE(m_driver->Commands().empty());
 }

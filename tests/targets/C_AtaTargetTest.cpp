@@ -54,7 +54,8 @@ TEST_F(AtaTargetTest, IdentifyBlockAndAttributes) {
 // The revision is the firmware field from its fifth character; a field of
 // fewer than four characters is not one (std::out_of_range).
 TEST_F(AtaTargetTest, FirmwareRevisionFromTheFifthCharacter) {
-  const struct { const char* field; const char* revision; /* null: std::out_of_range */ } cases[] = {{"ABCD1234", "1234"}, {"ABCD12  ", "12"}, {"ABCD    ", ""}, {"ABC     ", nullptr}};
+  const struct { const char* field; const char* revision; /* null: std::out_of_range */ } cases[] = {
+      {"ABCD1234", "1234"}, {"ABCD12  ", "12"}, {"ABCD    ", ""}, {"ABC     ", nullptr}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.field);
     C_AtaTarget* target = AttachAnother(new C_AtaTarget);
@@ -67,7 +68,8 @@ TEST_F(AtaTargetTest, FirmwareRevisionFromTheFifthCharacter) {
     } else {
       EXPECT_THROW(CallOp(*target, {"Inquiry"}), std::out_of_range);
       // What came before the revision is published; what follows is not.
-      ExpectAttributes(*target, {{"ProductId", "VK-ATA 2000 SIM"}, {"FirmwareRev", nullptr}, {"SerialNumber", nullptr}});
+      ExpectAttributes(*target,
+                       {{"ProductId", "VK-ATA 2000 SIM"}, {"FirmwareRev", nullptr}, {"SerialNumber", nullptr}});
     }
   }
 }
@@ -77,7 +79,8 @@ TEST_F(AtaTargetTest, FirmwareRevisionFromTheFifthCharacter) {
 TEST_F(AtaTargetTest, ParentHasDDFFAndControllerDeviceType) {
   // The parent's "HasDDFF" (null: none); the target's "pHasDDFF" and
   // "DeviceType" (null: not published).
-  const struct { const char* controllerId; int driveType; const char *parentHasDDFF, *pHasDDFF, *deviceType; } cases[] = {
+  const struct { const char* controllerId; int driveType; const char *parentHasDDFF, *pHasDDFF, *deviceType; }
+  cases[] = {
       {"E0300A57", 5, "true", "true", "0X5"},
       {"E0100A57", 0x1A, "TRUE", "false", "0X1A"},
       {"E0100A57", 0, nullptr, "false", "00"},
@@ -102,7 +105,8 @@ TEST_F(AtaTargetTest, ParentHasDDFFAndControllerDeviceType) {
 // and 11; the offset moves the data pointer only.
 TEST_F(AtaTargetTest, DownloadMicrocodeBlock) {
   std::vector<char> image(140000);
-  const struct { std::uint32_t offset, length; std::uint8_t count, countHigh; } cases[] = {{0, 131072, 0, 1}, {65536, 4464, 8, 0}, {0, 70000, 136, 0}};
+  const struct { std::uint32_t offset, length; std::uint8_t count, countHigh; } cases[] = {
+      {0, 131072, 0, 1}, {65536, 4464, 8, 0}, {0, 70000, 136, 0}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.length);
     m_driver->ClearCommands();
@@ -150,7 +154,8 @@ TEST_F(AtaTargetTest, FlashSequence) {
 // a 40-byte sense buffer; the SCSI-only ones answer 0 and send nothing.
 TEST_F(AtaTargetTest, SharedOperationsGoToForwardOnly) {
   std::uint8_t cdb[10] = {0xC1};
-  for (const T_Args& args : {T_Args{"ModeSense", "0", "8"}, T_Args{"VendorSpecificCmd", "1", "10", AddressText(cdb), "0"}}) {
+  for (const T_Args& args :
+       {T_Args{"ModeSense", "0", "8"}, T_Args{"VendorSpecificCmd", "1", "10", AddressText(cdb), "0"}}) {
     m_driver->ClearCommands();
     EXPECT_EQ(0, Call(args));
     ASSERT_EQ(1u, Commands().size());
