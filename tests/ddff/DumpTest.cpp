@@ -42,21 +42,29 @@ TEST(DumpTest, BadSignatureGivesOneLine) {
   EXPECT_EQ(Report(request), "Error: Invalid signature: 0x436c4278\n");
 }
 
-TEST(DumpTest, StatusLines) {
-  const struct { std::uint32_t status; std::string lines; } cases[] = {
-      {0x00, "    DDFF_STATUS_UNKNOWN\n"},
+// The status and request flag lines: one line per named bit, then the whole
+// value for bits without a name.
+TEST(DumpTest, StatusAndRequestFlagLines) {
+  const struct { std::uint32_t status; std::string statusLines; std::uint32_t flags; std::string flagLines; }
+  cases[] = {
+      {0x00, "    DDFF_STATUS_UNKNOWN\n", 0x0, "    Flags: \t0x0\n"},
       {0x3F,
        "    DDFF_STATUS_LOADING\n    DDFF_STATUS_PENDING\n    DDFF_STATUS_RUNNING\n"
-       "    DDFF_STATUS_CANCELLED\n    DDFF_STATUS_SUCCESS\n    DDFF_STATUS_ERROR\n"},
-      {0x40, "    <Unknown :0x40>\n"},
-      {0x50, "    DDFF_STATUS_SUCCESS\n    <Unknown :0x50>\n"},
+       "    DDFF_STATUS_CANCELLED\n    DDFF_STATUS_SUCCESS\n    DDFF_STATUS_ERROR\n",
+       0xF,
+       "    Flags: \t0xf\n      DDFF_RQ_DEBUG\n      DDFF_RQ_DOWNGRADE\n      DDFF_RQ_REFLASH\n      DDFF_RQ_FAST\n"},
+      {0x40, "    <Unknown :0x40>\n", 0x12, "    Flags: \t0x12\n      DDFF_RQ_DOWNGRADE\n    <Unknown :0x12>\n"},
+      {0x50, "    DDFF_STATUS_SUCCESS\n    <Unknown :0x50>\n", 0x10, "    Flags: \t0x10\n    <Unknown :0x10>\n"},
   };
   for (const auto& c : cases) {
     C_DDFF request;
     S_DDFF_Status status = request.GetStatus();
     status.status = c.status;
     request.SetStatus(status);
-    EXPECT_EQ(Between(Report(request), "Status:", "Requested:"), c.lines) << c.status;
+    request.SetRequestFlags(c.flags);
+    const std::string report = Report(request);
+    EXPECT_EQ(Between(report, "Status:", "Requested:"), c.statusLines) << c.status;
+    EXPECT_EQ(Between(report, "Request:", "    Component: "), c.flagLines) << c.flags;
   }
 }
 
@@ -86,21 +94,6 @@ TEST(DumpTest, ErrorDetailsOnlyWithTheErrorBit) {
   status.status = DDFF::DDFF_STATUS_SUCCESS;
   request.SetStatus(status);
   EXPECT_EQ(Report(request).find("Instruction: "), std::string::npos);
-}
-
-TEST(DumpTest, RequestFlagLines) {
-  const struct { std::uint32_t flags; std::string lines; } cases[] = {
-      {0x0, "    Flags: \t0x0\n"},
-      {0xF,
-       "    Flags: \t0xf\n      DDFF_RQ_DEBUG\n      DDFF_RQ_DOWNGRADE\n      DDFF_RQ_REFLASH\n"
-       "      DDFF_RQ_FAST\n"},
-      {0x12, "    Flags: \t0x12\n      DDFF_RQ_DOWNGRADE\n    <Unknown :0x12>\n"},
-  };
-  for (const auto& c : cases) {
-    C_DDFF request;
-    request.SetRequestFlags(c.flags);
-    EXPECT_EQ(Between(Report(request), "Request:", "    Component: "), c.lines) << c.flags;
-  }
 }
 
 // The two kinds spell their flag lines differently; report readers match

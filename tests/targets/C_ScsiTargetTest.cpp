@@ -2,6 +2,7 @@
 
 #include "targets/C_ScsiTarget.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 
@@ -16,8 +17,8 @@ const int BAD = VEK_STATUS_BAD_ARGUMENT, NO_PARENT = VEK_STATUS_NO_PARENT;
 
 class ScsiTargetTest : public C_TargetFixture<C_ScsiTarget> {
  protected:
-  void ReplyDisk(const T_Bytes& i_inquiry = LoadHex("inquiry_disk.hex")) {
-    m_driver->Reply(StandardInquiry(), T_Script::Data(i_inquiry));
+  void ReplyDisk() {
+    m_driver->Reply(StandardInquiry(), T_Script::Data(LoadHex("inquiry_disk.hex")));
     m_driver->Reply(VpdPage(0x80), T_Script::Data(LoadHex("vpd80_serial.hex")));
   }
 };
@@ -56,17 +57,19 @@ TEST_F(ScsiTargetTest, RecordPaddingIsZero) {
   EXPECT_GT(checked, 0);
 }
 
-// Only blanks (0x20) are trimmed, and only at the end: a NUL is kept, and
-// what follows it.
+// Only blanks (0x20) are trimmed, and only at the end: leading blanks and
+// NULs are kept, and the blanks before a NUL.
 TEST_F(ScsiTargetTest, IdentityFieldsKeepAllButTrailingBlanks) {
   T_Bytes data = LoadHex("inquiry_disk.hex");
-  const std::string fields("        " "  LEAD\0IN  \0    " "R\0  ", 28);
-  std::copy(fields.begin(), fields.end(), data.begin() + 8);
+  const std::string vendor = "        ", product("  LEAD IN  \0\0\0\0\0", 16), revision("R\0  ", 4);
+  std::copy(vendor.begin(), vendor.end(), data.begin() + 8);
+  std::copy(product.begin(), product.end(), data.begin() + 16);
+  std::copy(revision.begin(), revision.end(), data.begin() + 32);
   m_driver->Reply(StandardInquiry(), T_Script::Data(data));
   ASSERT_EQ(0, Call({"Inquiry"}));
   EXPECT_EQ("", Attr("VendorId"));
   EXPECT_EQ("", m_target->GetVendorId());
-  EXPECT_EQ(std::string("  LEAD\0IN  \0", 12), Attr("ProductId"));
+  EXPECT_EQ(product, Attr("ProductId"));
   EXPECT_EQ(std::string("R\0", 2), Attr("FirmwareRev"));
 }
 
@@ -88,29 +91,28 @@ TEST_F(ScsiTargetTest, TwoRouteAndSingleRouteOperations) {
       {{"Reset"}, false},
       {{"ExecuteCommand", AddressText(&hostCommand)}, false},
   };
+  // Pass-through offered and failing: a two-route command goes to it first,
+  // then the same record to ForwardCommand, whose code is the answer
+  // (INQUIRY then asks for the identity, which this controller does not
+  // offer).
+  m_controller->OfferPassThru(true);
   for (const auto& c : cases) {
     SCOPED_TRACE(c.args[0]);
-    // Pass-through offered and succeeding: a two-route command never reaches
-    // ForwardCommand.
-    m_controller->OfferPassThru(true);
-    Restart();
-    Call(c.args);
-    ASSERT_FALSE(Commands().empty());
-    for (const T_Recorded& sent : Commands()) {
-      EXPECT_EQ(c.twoRoute ? T_Script::ROUTE_PASSTHRU : T_Script::ROUTE_FORWARD, sent.route);
-    }
-
-    // Pass-through failing: the same record goes on to ForwardCommand, whose
-    // code is the answer (INQUIRY then asks for the identity, which this
-    // controller does not offer).
     Restart([](const T_Recorded& r) { return r.route == T_Script::ROUTE_PASSTHRU; }, T_Script::Status(0x0BAD));
     m_driver->Reply(T_Script::Any(), T_Script::Status(0x0777));
     EXPECT_EQ(c.args[0] == "Inquiry" ? VEK_STATUS_NOT_SUPPORTED : 0x0777, Call(c.args));
     ASSERT_EQ(c.twoRoute ? 2u : 1u, Commands().size());
+    EXPECT_EQ(c.twoRoute ? T_Script::ROUTE_PASSTHRU : T_Script::ROUTE_FORWARD, Commands()[0].route);
     EXPECT_EQ(T_Script::ROUTE_FORWARD, Commands().back().route);
     EXPECT_EQ(Commands()[0].cdb, Commands().back().cdb);
     EXPECT_EQ(Commands()[0].dataBuffer, Commands().back().dataBuffer);
   }
+  // Pass-through succeeding: ForwardCommand is not asked (the serial-number
+  // page goes the same way as INQUIRY).
+  Restart();
+  EXPECT_EQ(0, Call({"Inquiry"}));
+  ASSERT_EQ(2u, Commands().size());
+  for (const T_Recorded& sent : Commands()) EXPECT_EQ(T_Script::ROUTE_PASSTHRU, sent.route);
 }
 
 TEST_F(ScsiTargetTest, InquiryFallsBackToParentIdentity) {
