@@ -31,42 +31,22 @@ TEST(C_CRC32Test, TablesHoldTheirDefinitions) {
     ASSERT_EQ(Crypt::C_CRC32::lookup[i], reg) << "lookup[" << i << "]";
     ASSERT_EQ(Crypt::C_CRC32::reflect[i], reversed) << "reflect[" << i << "]";
   }
-  EXPECT_EQ(Crypt::C_CRC32::lookup[1], 0x04C11DB7u);
-  EXPECT_EQ(Crypt::C_CRC32::lookup[128], 0x690CE0EEu);
-  EXPECT_EQ(Crypt::C_CRC32::lookup[255], 0xB1F740B4u);
-  EXPECT_EQ(Crypt::C_CRC32::reflect[1], 0x80u);
 }
 
+// The check value of "123456789", whole or in pieces; reading the value
+// does not disturb the running CRC.
 TEST(C_CRC32Test, CheckValuesWholeAndPiecewise) {
   Crypt::C_CRC32 crc;
-  EXPECT_EQ(crc.GetCRC(), 0u);  // no bytes
   crc.Update(nullptr, 0);
-  EXPECT_EQ(crc.GetCRC(), 0u);
-
-  crc.Update("123456789", 9);
-  EXPECT_EQ(crc.GetCRC(), 0xCBF43926u);
-  EXPECT_EQ(crc.GetCRC(), 0xCBF43926u);  // reading does not disturb
-
-  crc.Clear();
-  for (const char* p = "123456789"; *p; ++p) crc.Update(p, 1);
-  EXPECT_EQ(crc.GetCRC(), 0xCBF43926u);
-
-  // Update goes on after GetCRC.
-  crc.Clear();
+  EXPECT_EQ(crc.GetCRC(), 0u);  // no bytes
   crc.Update("1234", 4);
   (void)crc.GetCRC();
   crc.Update("56789", 5);
   EXPECT_EQ(crc.GetCRC(), 0xCBF43926u);
+  crc.Clear();
+  for (const char* p = "123456789"; *p; ++p) crc.Update(p, 1);
+  EXPECT_EQ(crc.GetCRC(), 0xCBF43926u);
   EXPECT_EQ(ReferenceCrc("123456789", 9), 0xCBF43926u);
-}
-
-TEST(C_CRC32Test, LargeBuffersMatchTheReference) {
-  const std::vector<std::uint8_t> data = RandomBytes((1 << 20) + 77, 7);
-  for (std::size_t offset : {0u, 1u, 13u, 63u}) {
-    Crypt::C_CRC32 crc;
-    crc.Update(data.data() + offset, static_cast<std::uint32_t>(data.size() - offset));
-    EXPECT_EQ(crc.GetCRC(), ReferenceCrc(data.data() + offset, data.size() - offset)) << offset;
-  }
 }
 
 // Every length from 0 to 4096 at every start offset from 0 to 63, fed in
@@ -96,8 +76,6 @@ TEST_P(C_CRC32SweepTest, MatchesByteAtATimeAtEveryLengthAndAlignment) {
   }
 
   std::mt19937 random(3);
-  std::size_t failures = 0;
-  std::string first;
   for (std::size_t o = 0; o < OFFSETS; ++o) {
     for (std::size_t n = 0; n <= MAX_LENGTH; ++n) {
       // One call for the whole length half of the time, otherwise random
@@ -114,22 +92,18 @@ TEST_P(C_CRC32SweepTest, MatchesByteAtATimeAtEveryLengthAndAlignment) {
         reg = impl.update(reg, data.data() + o + done, piece);
         done += piece;
       }
-      if (~reg != expected[o][n] && failures++ == 0)
-        first = "offset " + std::to_string(o) + " length " + std::to_string(n);
+      ASSERT_EQ(~reg, expected[o][n]) << "offset " << o << " length " << n;
     }
   }
-  EXPECT_EQ(failures, 0u) << "first mismatch at " << first;
 }
 
-std::vector<std::size_t> AllImplementations() {
+std::size_t ImplementationCount() {
   std::size_t count = 0;
   Crypt::internal::Crc32Implementations(&count);
-  std::vector<std::size_t> indexes(count);
-  for (std::size_t i = 0; i < count; ++i) indexes[i] = i;
-  return indexes;
+  return count;
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, C_CRC32SweepTest, ::testing::ValuesIn(AllImplementations()),
+INSTANTIATE_TEST_SUITE_P(Each, C_CRC32SweepTest, ::testing::Range<std::size_t>(0, ImplementationCount()),
                          [](const ::testing::TestParamInfo<std::size_t>& i_info) {
                            std::size_t count = 0;
                            return std::string(Crypt::internal::Crc32Implementations(&count)[i_info.param].name);
@@ -138,14 +112,10 @@ INSTANTIATE_TEST_SUITE_P(Each, C_CRC32SweepTest, ::testing::ValuesIn(AllImplemen
 TEST(C_CRC32Test, SelectedImplementationIsTheFastestAvailable) {
   std::size_t count = 0;
   const Crypt::internal::S_Crc32Impl* impls = Crypt::internal::Crc32Implementations(&count);
-  const Crypt::internal::S_Crc32Impl* last = nullptr;
-  for (std::size_t k = 0; k < count; ++k)
-    if (impls[k].available) last = &impls[k];
-  ASSERT_NE(last, nullptr);
-  EXPECT_STREQ(Crypt::internal::Crc32Selected().name, last->name);
   // The two portable ones are always there.
-  EXPECT_TRUE(impls[0].available);
-  EXPECT_TRUE(impls[1].available);
+  ASSERT_TRUE(impls[0].available && impls[1].available);
+  while (!impls[count - 1].available) --count;
+  EXPECT_STREQ(Crypt::internal::Crc32Selected().name, impls[count - 1].name);
 }
 
 // The fused copy, below and above the size where it starts to bypass the
