@@ -69,7 +69,9 @@ TEST(C_SimDeferredTest, AgentRunsPendingRequestsAndReportsTheOutcome) {
       C_SimHost host(dir.File("state.json"));
       ASSERT_EQ(host.Call("array0:2", args), 0);
       args.push_back("Cancel=true");
-      if (c.cancel) ASSERT_EQ(host.Call("array0:2", args), 0);
+      if (c.cancel) {
+        ASSERT_EQ(host.Call("array0:2", args), 0);
+      }
       EXPECT_EQ(host.Attribute("array0:2", "FirmwareRev"), "ZQ05");  // nothing ran yet
     }
     {
@@ -85,8 +87,9 @@ TEST(C_SimDeferredTest, AgentRunsPendingRequestsAndReportsTheOutcome) {
     EXPECT_EQ(after.Attribute("array0:2", "FirmwareRev"), c.firmware);
     EXPECT_EQ(after.Attribute("array0:3", "FirmwareRev"), "ZQ11");  // its neighbour is untouched
     const char* names[] = {"Instruction", "SenseKey", "SenseASC", "SenseASQ"};
-    for (std::size_t i = 0; i < c.error.size(); ++i)
+    for (std::size_t i = 0; i < c.error.size(); ++i) {
       EXPECT_EQ(after.Attribute("array0:2", names[i]), c.error[i]) << names[i];
+    }
   }
 }
 

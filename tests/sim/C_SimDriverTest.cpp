@@ -72,8 +72,8 @@ TEST_F(C_SimDriverTest, DirectFlashShowsTheNewRevisionOrKeepsTheOld) {
     const char* revision;
     const char* sense;  // "$SenseData" after RequestSense: bytes 0-2, then 12-13
   } cases[] = {
-      // The unit attention of the new firmware waits for REQUEST SENSE.
-      {"hba0:0", "SG-4000", "0103", 0, "0103", " 70  0  6 29  0"},
+      // The unit attention of the new firmware (3F/01) waits for REQUEST SENSE.
+      {"hba0:0", "SG-4000", "0103", 0, "0103", " 70  0  6 3f  1"},
       {"array0:0", "ZQ-ATA-500", "0211", 0, "0211", nullptr},
       // An image for another product: ILLEGAL REQUEST, invalid field in parameter list.
       {"hba0:1", "SG-4000", "0103", N_SimSense::CHECK_CONDITION, "A310", " 70  0  5 26  0"},
@@ -91,7 +91,9 @@ TEST_F(C_SimDriverTest, DirectFlashShowsTheNewRevisionOrKeepsTheOld) {
     EXPECT_GT(C_SimHost::Sleeps(), 0);  // the drives were busy for a few polls
   }
   C_SimHost later(StatePath());
-  for (const S_Case& c : cases) EXPECT_EQ(later.Attribute(c.id, "FirmwareRev"), c.revision) << c.id;
+  for (const S_Case& c : cases) {
+    EXPECT_EQ(later.Attribute(c.id, "FirmwareRev"), c.revision) << c.id;
+  }
 }
 
 TEST_F(C_SimDriverTest, DriverFaultsReachTheHost) {

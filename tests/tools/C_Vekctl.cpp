@@ -146,7 +146,8 @@ std::string C_Vekctl::Image(const std::string& i_product, const std::string& i_r
 }
 
 std::string C_Vekctl::Revision(const std::string& i_device) {
-  for (const auto& device : Json({"list"})["devices"]) {
+  const nlohmann::json list = Json({"list"});
+  for (const auto& device : list["devices"]) {
     if (device["id"] == i_device) return device["revision"];
   }
   ADD_FAILURE() << i_device << " is not listed";

@@ -39,7 +39,9 @@ TEST(VekctlDeviceTest, ListShowsTheFleetInTextAndJson) {
   for (std::size_t i = 0; i < 8; ++i) {
     SCOPED_TRACE(expected[i][0]);
     const char* keys[] = {"id", "path", "kind", "vendor", "revision", "serial"};
-    for (int k = 0; k < 6; ++k) EXPECT_EQ(list["devices"][i][keys[k]], expected[i][k]) << keys[k];
+    for (int k = 0; k < 6; ++k) {
+      EXPECT_EQ(list["devices"][i][keys[k]], expected[i][k]) << keys[k];
+    }
   }
 }
 
@@ -160,7 +162,9 @@ TEST(VekctlDeviceTest, ShowDecodesTheLastSenseData) {
     EXPECT_EQ(sense["senseKey"], c.key);
     EXPECT_EQ(sense["senseKeyText"], c.keyText);
     EXPECT_EQ(sense["asc"], c.asc);
-    if (!c.asc.is_null()) EXPECT_EQ(sense["ascq"], 0);
+    if (!c.asc.is_null()) {
+      EXPECT_EQ(sense["ascq"], 0);
+    }
     EXPECT_NE(sense.value("ascText", std::string()).find(c.ascText), std::string::npos) << sense;
   }
   const C_Vekctl::S_Result text = vekctl.Run({"show", "hba0:0"});
