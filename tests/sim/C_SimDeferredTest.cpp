@@ -37,78 +37,60 @@ void FillProgram(C_DDFF& io_request, std::uint32_t i_imageSize) {
   io_request.AddInstruction(C_DDFF::C_ScsiInstruction(start, sizeof start));
 }
 
-class C_SimDeferredTest : public ::testing::Test {
- protected:
-  std::string StatePath() const { return m_dir.File("state.json"); }
-  int DeferFlash(C_SimHost& io_host, const std::string& i_id, const T_Bytes& i_image,
-                 C_DDFF& io_request, std::vector<std::string> i_switches = {}) {
+// Each case sends a request for array0:2 from one host (cancelling it again
+// when asked), restarts the array from a second host as the agent's trigger,
+// and reads the outcome from a third.
+TEST(C_SimDeferredTest, AgentRunsPendingRequestsAndReportsTheOutcome) {
+  struct S_Case {
+    const char* product;  // the image's; the drive is a ZQ-SAS-146 at ZQ05
+    const char* revision;
+    bool cancel;
+    int run;  // requests the restart runs
+    const char* result;
+    const char* firmware;
+    std::vector<const char*> error;  // Instruction, SenseKey, SenseASC, SenseASQ
+  } cases[] = {
+      {"ZQ-SAS-146", "ZQ06", false, 1, "success", "ZQ06", {}},
+      // Made for the other drive: refused with the first record (44 + 0 x 40).
+      {"ZQ-SAS-300", "ZQ12", false, 1, "error", "ZQ05", {"2C", "5", "26", "00"}},
+      {"ZQ-SAS-146", "ZQ06", true, 0, "cancelled", "ZQ05", {}},
+  };
+  for (const S_Case& c : cases) {
+    SCOPED_TRACE(c.result);
+    C_TempDir dir;
+    const T_Bytes image = C_SimFirmwareImage::Build(
+        c.product, c.revision, C_SimFirmwareImage::SamplePayload(c.product, c.revision, 50000));
+    C_DDFF request;
+    FillProgram(request, static_cast<std::uint32_t>(image.size()));
     std::vector<std::string> args = {
-        "DeferFlash", std::to_string(reinterpret_cast<unsigned long>(i_image.data())),
-        std::to_string(i_image.size()), std::to_string(reinterpret_cast<unsigned long>(&io_request))};
-    args.insert(args.end(), i_switches.begin(), i_switches.end());
-    return io_host.Call(i_id, args);
+        "DeferFlash", std::to_string(reinterpret_cast<unsigned long>(image.data())),
+        std::to_string(image.size()), std::to_string(reinterpret_cast<unsigned long>(&request))};
+    {
+      C_SimHost host(dir.File("state.json"));
+      ASSERT_EQ(host.Call("array0:2", args), 0);
+      args.push_back("Cancel=true");
+      if (c.cancel) {
+        ASSERT_EQ(host.Call("array0:2", args), 0);
+      }
+      EXPECT_EQ(host.Attribute("array0:2", "FirmwareRev"), "ZQ05");  // nothing ran yet
+    }
+    {
+      C_SimHost later(dir.File("state.json"));
+      EXPECT_EQ(later.Attribute("array0:2", "DeferResult"), c.cancel ? "cancelled" : "pending");
+      EXPECT_EQ(later.Attribute("array0:2", "OldVersion"), "ZQ05");
+      EXPECT_EQ(later.m_driver->RestartController("array0"), c.run);
+      EXPECT_EQ(later.m_driver->RestartController("array0"), 0);  // nothing is pending any more
+      EXPECT_EQ(later.m_driver->RestartController("hba0"), -1);   // not an array
+    }
+    C_SimHost after(dir.File("state.json"));
+    EXPECT_EQ(after.Attribute("array0:2", "DeferResult"), c.result);
+    EXPECT_EQ(after.Attribute("array0:2", "FirmwareRev"), c.firmware);
+    EXPECT_EQ(after.Attribute("array0:3", "FirmwareRev"), "ZQ11");  // its neighbour is untouched
+    const char* names[] = {"Instruction", "SenseKey", "SenseASC", "SenseASQ"};
+    for (std::size_t i = 0; i < c.error.size(); ++i) {
+      EXPECT_EQ(after.Attribute("array0:2", names[i]), c.error[i]) << names[i];
+    }
   }
-  T_Bytes Image(const std::string& i_product, const std::string& i_revision) {
-    return C_SimFirmwareImage::Build(i_product, i_revision,
-                                     C_SimFirmwareImage::SamplePayload(i_product, i_revision, 50000));
-  }
-
-  C_TempDir m_dir;
-  C_NoSleep m_noSleep;
-};
-
-TEST_F(C_SimDeferredTest, AgentRunsAPendingRequestToSuccess) {
-  T_Bytes image = Image("ZQ-SAS-146", "ZQ06");
-  {
-    C_SimHost host(StatePath());
-    C_DDFF request;
-    FillProgram(request, static_cast<std::uint32_t>(image.size()));
-    ASSERT_EQ(DeferFlash(host, "array0:2", image, request), 0);
-    EXPECT_EQ(host.Attribute("array0:2", "FirmwareRev"), "ZQ05");  // nothing ran yet
-  }
-  {
-    C_SimHost later(StatePath());
-    EXPECT_EQ(later.Attribute("array0:2", "DeferResult"), "pending");
-    EXPECT_EQ(later.Attribute("array0:2", "OldVersion"), "ZQ05");
-    EXPECT_EQ(later.m_driver->RestartController("array0"), 1);
-    EXPECT_EQ(later.m_driver->RestartController("array0"), 0);  // nothing is pending any more
-  }
-  C_SimHost after(StatePath());
-  EXPECT_EQ(after.Attribute("array0:2", "DeferResult"), "success");
-  EXPECT_EQ(after.Attribute("array0:2", "FirmwareRev"), "ZQ06");
-  EXPECT_EQ(after.Attribute("array0:3", "FirmwareRev"), "ZQ11");  // its neighbour is untouched
-}
-
-TEST_F(C_SimDeferredTest, AgentReportsTheFailingInstructionAndItsSense) {
-  T_Bytes image = Image("ZQ-SAS-300", "ZQ12");  // made for the other drive
-  {
-    C_SimHost host(StatePath());
-    C_DDFF request;
-    FillProgram(request, static_cast<std::uint32_t>(image.size()));
-    ASSERT_EQ(DeferFlash(host, "array0:2", image, request), 0);
-    EXPECT_EQ(host.m_driver->RestartController("array0"), 1);
-  }
-  C_SimHost after(StatePath());
-  EXPECT_EQ(after.Attribute("array0:2", "DeferResult"), "error");
-  EXPECT_EQ(after.Attribute("array0:2", "Instruction"), "2C");  // the first record: 44 + 0 x 40
-  EXPECT_EQ(after.Attribute("array0:2", "SenseKey"), "5");
-  EXPECT_EQ(after.Attribute("array0:2", "SenseASC"), "26");
-  EXPECT_EQ(after.Attribute("array0:2", "SenseASQ"), "00");
-  EXPECT_EQ(after.Attribute("array0:2", "FirmwareRev"), "ZQ05");
-}
-
-TEST_F(C_SimDeferredTest, CancelledRequestIsNotRun) {
-  T_Bytes image = Image("ZQ-SAS-146", "ZQ06");
-  C_SimHost host(StatePath());
-  C_DDFF request;
-  FillProgram(request, static_cast<std::uint32_t>(image.size()));
-  ASSERT_EQ(DeferFlash(host, "array0:2", image, request), 0);
-  ASSERT_EQ(DeferFlash(host, "array0:2", image, request, {"Cancel=true"}), 0);
-  EXPECT_EQ(host.m_driver->RestartController("array0"), 0);
-  C_SimHost after(StatePath());
-  EXPECT_EQ(after.Attribute("array0:2", "DeferResult"), "cancelled");
-  EXPECT_EQ(after.Attribute("array0:2", "FirmwareRev"), "ZQ05");
-  EXPECT_EQ(after.m_driver->RestartController("hba0"), -1);  // not an array
 }
 
 }  // namespace

@@ -10,16 +10,6 @@ int CountingSleep(const struct timespec*, struct timespec*) {
   return 0;
 }
 T_SleepHook g_previous = nullptr;
-}  // namespace
-
-C_NoSleep::C_NoSleep() {
-  g_sleeps = 0;
-  g_previous = SetSleepHook(&CountingSleep);
-}
-C_NoSleep::~C_NoSleep() { SetSleepHook(g_previous); }
-int C_NoSleep::Count() { return g_sleeps; }
-
-namespace {
 C_SimDriver* NewDriver(const std::string& i_statePath, const std::string& i_fleetPath) {
   C_SimDriver::S_Options options;
   options.statePath = i_statePath;
@@ -30,6 +20,8 @@ C_SimDriver* NewDriver(const std::string& i_statePath, const std::string& i_flee
 
 C_SimHost::C_SimHost(const std::string& i_statePath, const std::string& i_fleetPath)
     : m_driver(NewDriver(i_statePath, i_fleetPath)), m_services(&m_root), m_instance(&m_services) {
+  g_sleeps = 0;
+  g_previous = SetSleepHook(&CountingSleep);
   m_root.SetDriver(m_driver);
   m_driver->SetSleep([](unsigned) {});
   EXPECT_TRUE(m_root.Init()) << m_driver->LastError();
@@ -39,7 +31,10 @@ C_SimHost::C_SimHost(const std::string& i_statePath, const std::string& i_fleetP
 C_SimHost::~C_SimHost() {
   for (auto& entry : m_handles) VekExport::CloseDevice(&m_instance, entry.second);
   m_root.Cleanup();
+  SetSleepHook(g_previous);
 }
+
+int C_SimHost::Sleeps() { return g_sleeps; }
 
 void C_SimHost::Enumerate() {
   for (auto& entry : m_handles) VekExport::CloseDevice(&m_instance, entry.second);

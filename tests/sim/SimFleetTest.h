@@ -18,8 +18,8 @@
 
 // A host on the simulated controller, in a temporary state directory: the
 // root with a C_SimDriver, the service object, the instance, and every
-// device handle of the tree by "DeviceId". Sleeping in the module is
-// replaced by a counter so flash polling does not wait.
+// device handle of the tree by "DeviceId". For the host's life, sleeping in
+// the module is replaced by a counter so flash polling does not wait.
 class C_SimHost {
  public:
   explicit C_SimHost(const std::string& i_statePath, const std::string& i_fleetPath = "");
@@ -34,6 +34,8 @@ class C_SimHost {
   int Flash(const std::string& i_id, const std::vector<std::uint8_t>& i_image);
   // The ids in enumeration order.
   const std::vector<std::string>& Ids() const { return m_order; }
+  // Module sleeps since the host was made.
+  static int Sleeps();
 
   C_Root m_root;
   C_SimDriver* m_driver;
@@ -44,14 +46,6 @@ class C_SimHost {
   void Walk(C_VekDevice* i_parent);
   std::map<std::string, C_VekDevice*> m_handles;
   std::vector<std::string> m_order;
-};
-
-// Counts module sleeps instead of sleeping, for the life of the object.
-class C_NoSleep {
- public:
-  C_NoSleep();
-  ~C_NoSleep();
-  static int Count();
 };
 
 #endif

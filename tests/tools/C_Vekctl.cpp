@@ -2,6 +2,7 @@
 
 #ifdef VEKCTL_FILE
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <pty.h>
@@ -9,10 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
-#include <cstdlib>
-#include <cstring>
 
 #include "drivers/sim/C_SimFirmwareImage.h"
 
@@ -20,12 +18,26 @@ extern char** environ;
 
 namespace {
 
-std::vector<char*> Pointers(std::vector<std::string>& io_strings) {
-  std::vector<char*> pointers;
-  for (std::string& s : io_strings) pointers.push_back(&s[0]);
-  pointers.push_back(nullptr);
-  return pointers;
-}
+// Argument and environment strings with the pointer arrays execve takes,
+// all built before fork.
+struct S_Exec {
+  std::vector<std::string> strings[2];
+  std::vector<char*> pointers[2];
+  S_Exec(const std::vector<std::string>& i_args, const std::vector<std::string>& i_common,
+         std::vector<std::string> i_env)
+      : strings{{VEKCTL_FILE}, std::move(i_env)} {
+    strings[0].insert(strings[0].end(), i_args.begin(), i_args.end());
+    strings[0].insert(strings[0].end(), i_common.begin(), i_common.end());
+    for (int i = 0; i < 2; ++i) {
+      for (std::string& s : strings[i]) pointers[i].push_back(&s[0]);
+      pointers[i].push_back(nullptr);
+    }
+  }
+  [[noreturn]] void Exec() {
+    execve(pointers[0][0], pointers[0].data(), pointers[1].data());
+    _exit(127);
+  }
+};
 
 int ExitStatus(int i_wait) { return WIFEXITED(i_wait) ? WEXITSTATUS(i_wait) : -1; }
 
@@ -41,11 +53,9 @@ C_Vekctl::C_Vekctl(const std::string& i_fleet) {
 std::vector<std::string> C_Vekctl::Environment(const std::vector<std::string>& i_extra) const {
   std::vector<std::string> env;
   for (char** e = environ; *e; ++e) {
-    const std::string entry = *e;
-    const std::string name = entry.substr(0, entry.find('='));
-    if (name == "VEK_SIM_STATE" || name == "NO_COLOR" || name == "LC_ALL" || name == "TERM")
-      continue;
-    env.push_back(entry);
+    const std::string name = std::string(*e).substr(0, std::string(*e).find('='));
+    if (name != "VEK_SIM_STATE" && name != "NO_COLOR" && name != "LC_ALL" && name != "TERM")
+      env.push_back(*e);
   }
   env.push_back("VEK_SIM_STATE=" + File("state.json"));
   env.push_back("LC_ALL=C");
@@ -53,57 +63,24 @@ std::vector<std::string> C_Vekctl::Environment(const std::vector<std::string>& i
   return env;
 }
 
+// Standard input, output and error are files in the directory: a file is
+// never a terminal, and nothing can block on a full pipe.
 C_Vekctl::S_Result C_Vekctl::Run(const std::vector<std::string>& i_args,
                                  const std::string& i_input) {
-  std::vector<std::string> argv = {VEKCTL_FILE};
-  argv.insert(argv.end(), i_args.begin(), i_args.end());
-  argv.insert(argv.end(), m_common.begin(), m_common.end());
-  std::vector<std::string> env = Environment({});
-  std::vector<char*> argp = Pointers(argv), envp = Pointers(env);
-
-  int in[2], out[2], err[2];
-  if (pipe(in) || pipe(out) || pipe(err)) throw std::runtime_error("pipe failed");
+  S_Exec exec(i_args, m_common, Environment({}));
+  WriteFileBytes(File("stdin"), i_input);
+  const int fds[3] = {open(File("stdin").c_str(), O_RDONLY),
+                      open(File("stdout").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600),
+                      open(File("stderr").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600)};
   const pid_t pid = fork();
   if (pid == 0) {
-    dup2(in[0], 0);
-    dup2(out[1], 1);
-    dup2(err[1], 2);
-    for (int fd : {in[0], in[1], out[0], out[1], err[0], err[1]}) close(fd);
-    execve(argp[0], argp.data(), envp.data());
-    _exit(127);
+    for (int fd = 0; fd < 3; ++fd) dup2(fds[fd], fd);
+    exec.Exec();
   }
-  close(in[0]);
-  close(out[1]);
-  close(err[1]);
-  // Small inputs fit the pipe; the child may not read them at all.
-  signal(SIGPIPE, SIG_IGN);
-  if (!i_input.empty() && write(in[1], i_input.data(), i_input.size()) < 0) {
-    // the child went away without reading: its output says why
-  }
-  close(in[1]);
-  S_Result result;
-  pollfd fds[2] = {{out[0], POLLIN, 0}, {err[0], POLLIN, 0}};
-  std::string* sinks[2] = {&result.out, &result.err};
-  int open = 2;
-  while (open > 0) {
-    if (poll(fds, 2, -1) < 0) break;
-    for (int i = 0; i < 2; ++i) {
-      if (fds[i].fd < 0 || !(fds[i].revents & (POLLIN | POLLHUP))) continue;
-      char buffer[4096];
-      const ssize_t n = read(fds[i].fd, buffer, sizeof buffer);
-      if (n <= 0) {
-        close(fds[i].fd);
-        fds[i].fd = -1;
-        --open;
-      } else {
-        sinks[i]->append(buffer, static_cast<std::size_t>(n));
-      }
-    }
-  }
+  for (int fd : fds) close(fd);
   int wait = 0;
   waitpid(pid, &wait, 0);
-  result.status = ExitStatus(wait);
-  return result;
+  return {ExitStatus(wait), ReadFileBytes(File("stdout")), ReadFileBytes(File("stderr"))};
 }
 
 nlohmann::json C_Vekctl::Json(std::vector<std::string> i_args, int* o_status) {
@@ -114,8 +91,7 @@ nlohmann::json C_Vekctl::Json(std::vector<std::string> i_args, int* o_status) {
     return nlohmann::json::parse(result.out);
   } catch (const std::exception& e) {
     ADD_FAILURE() << "not one JSON document (" << e.what() << "):\n"
-                  << result.out << "\nstderr:\n"
-                  << result.err;
+                  << result.out << "\nstderr:\n" << result.err;
     return nlohmann::json();
   }
 }
@@ -123,30 +99,21 @@ nlohmann::json C_Vekctl::Json(std::vector<std::string> i_args, int* o_status) {
 C_Vekctl::S_Result C_Vekctl::RunOnTerminal(const std::vector<std::string>& i_args,
                                            const std::string& i_prompt, const std::string& i_answer,
                                            const std::vector<std::string>& i_env) {
-  std::vector<std::string> argv = {VEKCTL_FILE};
-  argv.insert(argv.end(), i_args.begin(), i_args.end());
-  argv.insert(argv.end(), m_common.begin(), m_common.end());
   std::vector<std::string> extra = {"TERM=xterm"};
   extra.insert(extra.end(), i_env.begin(), i_env.end());
-  std::vector<std::string> env = Environment(extra);
-  std::vector<char*> argp = Pointers(argv), envp = Pointers(env);
-
+  S_Exec exec(i_args, m_common, Environment(extra));
   int master = -1;
   winsize size = {40, 160, 0, 0};
   const pid_t pid = forkpty(&master, nullptr, nullptr, &size);
   if (pid < 0) throw std::runtime_error("forkpty failed");
-  if (pid == 0) {
-    execve(argp[0], argp.data(), envp.data());
-    _exit(127);
-  }
+  if (pid == 0) exec.Exec();
   S_Result result;
   bool answered = i_prompt.empty();
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  for (;;) {
+  for (char buffer[4096];;) {
     pollfd fd = {master, POLLIN, 0};
     if (poll(&fd, 1, 200) < 0 || std::chrono::steady_clock::now() > deadline) break;
     if (fd.revents & (POLLIN | POLLHUP)) {
-      char buffer[4096];
       const ssize_t n = read(master, buffer, sizeof buffer);
       if (n <= 0) break;  // EIO: the child's side is closed
       result.out.append(buffer, static_cast<std::size_t>(n));
@@ -159,13 +126,11 @@ C_Vekctl::S_Result C_Vekctl::RunOnTerminal(const std::vector<std::string>& i_arg
   close(master);
   int wait = 0;
   // The terminal closes as the program ends; give it a moment to be gone.
-  for (int tries = 0; waitpid(pid, &wait, WNOHANG) == 0; ++tries) {
+  for (int tries = 0; waitpid(pid, &wait, WNOHANG) == 0; ++tries, usleep(100000)) {
     if (tries == 50) {
       kill(pid, SIGKILL);
       waitpid(pid, &wait, 0);
-      break;
     }
-    usleep(100000);
   }
   result.status = ExitStatus(wait);
   return result;
@@ -188,6 +153,5 @@ std::string C_Vekctl::Revision(const std::string& i_device) {
   ADD_FAILURE() << i_device << " is not listed";
   return "";
 }
-
 
 #endif

@@ -1,5 +1,6 @@
 // Sense data as vekctl shows it: the module's byte attributes parsed back,
-// libsgutils2's texts in the operator's one-line form.
+// libsgutils2's texts in the operator's one-line form. (Decoding is tested
+// through "show" in VekctlDeviceTest.)
 #include "C_Vekctl.h"
 
 #ifdef VEKCTL_FILE
@@ -43,17 +44,6 @@ TEST(N_SenseTest, SummaryInTheOperatorsForm) {
     SCOPED_TRACE(c.summary);
     EXPECT_EQ(N_Sense::Summary(c.key, c.asc, c.ascq), c.summary);
   }
-}
-
-TEST(N_SenseTest, DecodesFixedFormatOnly) {
-  const N_Sense::S_Decoded fixed =
-      N_Sense::Decode({0x70, 0, 0x05, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x24, 0x00});
-  EXPECT_TRUE(fixed.valid);
-  EXPECT_EQ(fixed.key, 5);
-  EXPECT_EQ(fixed.asc, 0x24);
-  EXPECT_EQ(fixed.ascText, "Invalid field in cdb");
-  EXPECT_FALSE(N_Sense::Decode({}).valid);
-  EXPECT_FALSE(N_Sense::Decode({0x12, 0x34}).valid);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// The standard instruction program of a deferred request: its records, and
-// the simulated array's agent running it to the end.
+// The standard instruction program of a deferred request, record by record.
+// (The simulated array's agent runs it to the end in VekctlDeferTest.)
 #include "C_Vekctl.h"
 
 #ifdef VEKCTL_FILE
@@ -9,9 +9,6 @@
 #include <cstring>
 
 #include "ddff/C_DDFF.h"
-#include "drivers/sim/C_SimDriver.h"
-#include "drivers/sim/C_SimFirmwareImage.h"
-#include "drivers/sim/C_SimStore.h"
 #include "tools/N_StandardProgram.h"
 
 namespace {
@@ -58,44 +55,6 @@ TEST(N_StandardProgramTest, SegmentsCoverTheImageThenResetAndStart) {
     EXPECT_EQ(start[24], 0x1B);
     EXPECT_EQ(start[28], 0x01);
   }
-}
-
-// The request is handed to the array as the deferred-flash target would
-// leave it (stored, pending); the agent runs it when the array restarts.
-TEST(N_StandardProgramTest, TheSimulatedAgentRunsItToSuccess) {
-  C_TempDir dir;
-  const std::string state = dir.File("state.json");
-  const std::vector<std::uint8_t> image = C_SimFirmwareImage::Build(
-      "ZQ-SAS-146", "ZQ06", C_SimFirmwareImage::SamplePayload("ZQ-SAS-146", "ZQ06", 98304));
-  C_DDFF request;
-  N_StandardProgram::Add(request, static_cast<std::uint32_t>(image.size()));
-  request.SetRomImage(image.data(), static_cast<std::uint32_t>(image.size()));
-  S_DDFF_Status status = request.GetStatus();
-  status.status = DDFF::DDFF_STATUS_PENDING;
-  request.SetStatus(status);
-  const std::uint32_t size = request.GetRequestSize();
-  const std::uint8_t* bytes = request.GetRequest();
-  const std::string stored = dir.File("array0-2.ddff");
-  WriteFileBytes(stored, std::string(bytes, bytes + size));
-
-  // A state whose array holds the request, as a fleet to start from.
-  S_SimFleet fleet = S_SimFleet::Default();
-  fleet.FindDrive("array0", 2)->requestFile = stored;
-  C_SimStore(state, fleet).Update([](S_SimFleet&) { return false; });
-  C_SimDriver::S_Options options;
-  options.statePath = state;
-  C_SimDriver driver(options);
-  std::vector<unsigned> sleeps;
-  driver.SetSleep([&sleeps](unsigned i_ms) { sleeps.push_back(i_ms); });
-  ASSERT_EQ(driver.RestartController("array0"), 1);
-
-  const S_SimFleet after = driver.ReadState();
-  S_SimFleet copy = after;
-  EXPECT_EQ(copy.FindDrive("array0", 2)->firmware, "ZQ06");
-  C_DDFF outcome;
-  outcome.Read(copy.FindDrive("array0", 2)->requestFile);
-  EXPECT_EQ(outcome.GetStatus().status, DDFF::DDFF_STATUS_SUCCESS);
-  EXPECT_EQ(sleeps, std::vector<unsigned>{N_StandardProgram::SETTLE_MS});
 }
 
 }  // namespace

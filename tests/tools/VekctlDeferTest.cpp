@@ -29,12 +29,10 @@ TEST_F(VekctlDeferTest, FlashIsPendingUntilTheAgentRuns) {
   EXPECT_EQ(flash["drives"][0]["method"], "deferred request");
   EXPECT_EQ(m_vekctl.Revision("array0:2"), "ZQ05");
 
-  json before = m_vekctl.Json({"defer", "status", "array0:2"});
-  EXPECT_EQ(before["request"]["result"], "pending");
-  EXPECT_EQ(before["request"]["oldRevision"], "ZQ05");
-
-  const json restart = m_vekctl.Json({"sim", "restart"});
-  EXPECT_EQ(restart["restarted"][0]["requestsRun"], 1);
+  const json before = m_vekctl.Json({"defer", "status", "array0:2"})["request"];
+  EXPECT_EQ(before["result"], "pending");
+  EXPECT_EQ(before["oldRevision"], "ZQ05");
+  EXPECT_EQ(m_vekctl.Json({"sim", "restart"})["restarted"][0]["requestsRun"], 1);
 
   const json after = m_vekctl.Json({"defer", "status", "array0:2"});
   EXPECT_EQ(after["request"]["result"], "success") << after.dump();
@@ -85,10 +83,6 @@ TEST_F(VekctlDeferTest, DumpWritesTheControllersCopyWhichVerifies) {
   EXPECT_EQ(request.GetDriveSerialNumber(), "ZQS146C003");
   EXPECT_EQ(request.GetStatus().status, DDFF::DDFF_STATUS_PENDING);
   EXPECT_EQ(request.GetDataSize(), ReadFileBytes(image).size());
-
-  const C_Vekctl::S_Result report = m_vekctl.Run({"ddff", "dump", file});
-  EXPECT_EQ(report.status, 0);
-  EXPECT_NE(report.out.find("DDFF_STATUS_PENDING"), std::string::npos) << report.out;
   EXPECT_EQ(m_vekctl.Run({"ddff", "verify", file}).status, 0);
 }
 

