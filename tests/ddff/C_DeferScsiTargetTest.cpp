@@ -389,7 +389,8 @@ TEST_F(DeferScsiTargetTest, DumpWritesTheHeldRequestToTheNamedFile) {
 
   // 204 + 80 + 9000 -> 9728 bytes: the 48-byte header, then 3 reads.
   S_Program program;
-  ASSERT_EQ(0, DeferFlash(Pattern(9000), program.request, {"Dump=true"}));
+  const T_Bytes image = Pattern(9000);  // the request keeps pointing at it
+  ASSERT_EQ(0, DeferFlash(image, program.request, {"Dump=true"}));
   const std::vector<T_Recorded> sent = ControllerRequests();
   ASSERT_EQ(1u + 1u + 1u + 3u, sent.size());
   EXPECT_EQ((T_Bytes{0x26, 0, DRIVE, 1, 1, 0, 0x26, 0, 48, 0}), sent[2].cdb);
