@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/StringUtil.h"
 #include "support/TestSupport.h"
 #include "tests/ddff/Reference.h"
 
@@ -32,11 +33,7 @@ std::string ReadMessage(const std::string& i_image) {
   return "";
 }
 
-std::string Hex(std::uint32_t i_value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%#x", i_value);
-  return text;
-}
+std::string Hex(std::uint32_t i_value) { return stringFormat("%#x", i_value); }
 
 // A request with two instructions and a 600-byte image: 204 + 80 + 600 = 884
 // bytes, padded to 1024.

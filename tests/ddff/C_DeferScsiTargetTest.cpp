@@ -203,8 +203,9 @@ TEST_F(DeferScsiTargetTest, DeferFlashSendsTheIdentifiedRequestAndMarksItPending
 
 TEST_F(DeferScsiTargetTest, FailedChunkStopsAndLeavesTheRequestNotPending) {
   m_store.fault = [](const T_Recorded& r) { return r.cdb[0] == 0x27 && r.cdb[4] == 2 ? 0x4321 : 0; };
+  const T_Bytes image = Pattern(40000);
   S_Program program;
-  EXPECT_EQ(0x4321, DeferFlash(Pattern(40000), program.request));
+  EXPECT_EQ(0x4321, DeferFlash(image, program.request));
   const std::vector<T_Recorded> sent = ControllerRequests();
   ASSERT_EQ(2u, sent.size());
   EXPECT_EQ(0x36, sent[1].cdb[6]);
@@ -228,8 +229,9 @@ TEST_F(DeferScsiTargetTest, CancelOnlyCancels) {
     m_store.fault = [&c](const T_Recorded& r) {
       return r.cdb[6] == 0x27 ? c.senseResult : r.cdb[6] == 0x37 ? c.setResult : 0;
     };
+    const T_Bytes image = Pattern(1000);
     S_Program program;
-    EXPECT_EQ(c.result, DeferFlash(Pattern(1000), program.request, {"Debug=true", "Cancel=true", "Dump=true"}));
+    EXPECT_EQ(c.result, DeferFlash(image, program.request, {"Debug=true", "Cancel=true", "Dump=true"}));
     const std::vector<T_Recorded> sent = ControllerRequests();
     ASSERT_EQ(c.setsCancelled ? 2u : 1u, sent.size());
     EXPECT_EQ(0x27, sent[0].cdb[6]);
@@ -388,8 +390,8 @@ TEST_F(DeferScsiTargetTest, DumpWritesTheHeldRequestToTheNamedFile) {
   EXPECT_EQ(file, m_target->GetDumpFileName());
 
   // 204 + 80 + 9000 -> 9728 bytes: the 48-byte header, then 3 reads.
-  S_Program program;
   const T_Bytes image = Pattern(9000);  // the request keeps pointing at it
+  S_Program program;
   ASSERT_EQ(0, DeferFlash(image, program.request, {"Dump=true"}));
   const std::vector<T_Recorded> sent = ControllerRequests();
   ASSERT_EQ(1u + 1u + 1u + 3u, sent.size());
