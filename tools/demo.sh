@@ -35,7 +35,7 @@ echo "== simulated state: a temporary file"
 run sim reset >/dev/null
 "$BUILD/drivers/sim/vek-sim-image" --samples "$WORK" >/dev/null
 run list
-run flash SG-4000-0103.fw hba0:0 --yes
+run flash KS-4000-0103.fw hba0:0 --yes
 run flash ZQ-ATA-500-0211.fw array0:0 --yes
 run flash ZQ-SAS-146-ZQ06.fw array0:2 --yes
 run defer status array0:2

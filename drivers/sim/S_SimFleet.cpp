@@ -49,8 +49,8 @@ S_SimFleet S_SimFleet::Default() {
   hba.vendor = "VEKSIM";
   hba.product = "SAS HBA 8i";
   hba.firmware = "2.10";
-  hba.drives.push_back(Drive(0, "scsi", "SEAGULL", "SG-4000", "SGL0A1B2C3", "0102"));
-  hba.drives.push_back(Drive(1, "scsi", "HITACHA", "HT-900S", "HT77Z09312", "A310"));
+  hba.drives.push_back(Drive(0, "scsi", "KESTREL", "KS-4000", "KSL0A1B2C3", "0102"));
+  hba.drives.push_back(Drive(1, "scsi", "HALCYON", "HC-900S", "HC77Z09312", "A310"));
 
   S_SimController array;
   array.name = "array0";

@@ -24,9 +24,9 @@ class C_SimDriveTest : public ::testing::Test {
   C_SimDriveTest() {
     m_state.number = 4;
     m_state.kind = "scsi";
-    m_state.vendor = "SEAGULL";
-    m_state.product = "SG-4000";
-    m_state.serial = "SGL0A1B2C3";
+    m_state.vendor = "KESTREL";
+    m_state.product = "KS-4000";
+    m_state.serial = "KSL0A1B2C3";
     m_state.firmware = "0102";
     m_state.modePages = C_SimModePages::Defaults();
   }
@@ -99,12 +99,12 @@ TEST_F(C_SimDriveTest, IdentityPagesAndReservedBits) {
   T_Bytes inquiry(56);
   ASSERT_EQ(Send({0x12, 0, 0, 0, 56, 0}, &inquiry, 1), GOOD);
   EXPECT_EQ(std::string(inquiry.begin() + 8, inquiry.begin() + 36),
-            "SEAGULL SG-4000         0102");
+            "KESTREL KS-4000         0102");
   T_Bytes serial(255);
   ASSERT_EQ(Send({0x12, 1, 0x80, 0, 255, 0}, &serial, 1), GOOD);
   ASSERT_EQ(serial.size(), 14u);
   EXPECT_EQ(serial[1], 0x80);
-  EXPECT_EQ(std::string(serial.begin() + 4, serial.end()), "SGL0A1B2C3");
+  EXPECT_EQ(std::string(serial.begin() + 4, serial.end()), "KSL0A1B2C3");
 
   struct S_Case {
     T_Bytes cdb;
@@ -154,7 +154,7 @@ TEST_F(C_SimDriveTest, ModeSelectChangesOnlyChangeableBits) {
 }
 
 TEST_F(C_SimDriveTest, ValidImageIsPendingUntilAResetActivatesIt) {
-  T_Bytes image = Image("SG-4000", "0103", 70000);
+  T_Bytes image = Image("KS-4000", "0103", 70000);
   ASSERT_EQ(Download(image, 32768), GOOD);
   EXPECT_EQ(m_state.pending, "0103");
   EXPECT_EQ(InquiryRevision(), "0102");  // still the old firmware
@@ -172,11 +172,11 @@ TEST_F(C_SimDriveTest, RefusedImagesLeaveTheOldFirmware) {
     T_Bytes image;
     std::vector<int> sense;
   };
-  T_Bytes damaged = Image("SG-4000", "0103", 5000);
+  T_Bytes damaged = Image("KS-4000", "0103", 5000);
   damaged.back() ^= 0xFF;
   T_Bytes notAnImage(5000, 0x5A);
   S_Case cases[] = {
-      {"other product", Image("HT-900S", "0103", 5000), {5, 0x26, 0x00}},
+      {"other product", Image("HC-900S", "0103", 5000), {5, 0x26, 0x00}},
       {"bad CRC", damaged, {5, 0x26, 0x02}},
       {"not an image", notAnImage, {5, 0x26, 0x00}},
   };
@@ -190,7 +190,7 @@ TEST_F(C_SimDriveTest, RefusedImagesLeaveTheOldFirmware) {
     RequestSense();
   }
   // A truncated image never completes: the next command reports it.
-  T_Bytes image = Image("SG-4000", "0103", 5000);
+  T_Bytes image = Image("KS-4000", "0103", 5000);
   image.resize(3000);
   EXPECT_EQ(Download(image, 1024), GOOD);
   EXPECT_EQ(Send({0, 0, 0, 0, 0, 0}), CHECK_CONDITION);
@@ -199,7 +199,7 @@ TEST_F(C_SimDriveTest, RefusedImagesLeaveTheOldFirmware) {
 }
 
 TEST_F(C_SimDriveTest, SegmentsMustArriveInOrder) {
-  T_Bytes image = Image("SG-4000", "0103", 10000);
+  T_Bytes image = Image("KS-4000", "0103", 10000);
   T_Bytes first(image.begin(), image.begin() + 4096);
   T_Bytes second(image.begin() + 4096, image.begin() + 8192);
   ASSERT_EQ(WriteBuffer(7, 0, first), GOOD);
@@ -213,7 +213,7 @@ TEST_F(C_SimDriveTest, SegmentsMustArriveInOrder) {
 }
 
 TEST_F(C_SimDriveTest, InjectedFaults) {
-  T_Bytes image = Image("SG-4000", "0103", 100000);
+  T_Bytes image = Image("KS-4000", "0103", 100000);
   m_state.faults.rejectChunk = 2;
   EXPECT_EQ(Download(image, 32768), CHECK_CONDITION);
   EXPECT_EQ(m_state.pending, "");
@@ -263,7 +263,7 @@ TEST_F(C_SimDriveTest, AtaDriveIdentifiesAndDownloadsThroughThePassThroughBlock)
   };
   // Serial at 20, firmware at 46 after four leading characters, model at 54.
   const std::string before = identify();
-  EXPECT_EQ(before.substr(20, 20) + before.substr(46, 24), "SGL0A1B2C3          ZQAT0210ZQ-ATA-500      ");
+  EXPECT_EQ(before.substr(20, 20) + before.substr(46, 24), "KSL0A1B2C3          ZQAT0210ZQ-ATA-500      ");
 
   T_Bytes image = Image("ZQ-ATA-500", "0211", 40000);
   for (std::size_t offset = 0; offset < image.size(); offset += 32768) {

@@ -40,8 +40,8 @@ TEST_F(C_SimDriverTest, DefaultFleetEnumeratesWithIdentities) {
     const char* revision;
     const char* serial;
   } cases[] = {
-      {"hba0:0", "SEAGULL", "SG-4000", "0102", "SGL0A1B2C3"},
-      {"hba0:1", "HITACHA", "HT-900S", "A310", "HT77Z09312"},
+      {"hba0:0", "KESTREL", "KS-4000", "0102", "KSL0A1B2C3"},
+      {"hba0:1", "HALCYON", "HC-900S", "A310", "HC77Z09312"},
       {"array0:0", "ZQ", "ZQ-ATA-500", "0210", "ZQA5000000000000A001"},
       {"array0:2", "ZQ", "ZQ-SAS-146", "ZQ05", "ZQS146C003"},
   };
@@ -73,10 +73,10 @@ TEST_F(C_SimDriverTest, DirectFlashShowsTheNewRevisionOrKeepsTheOld) {
     const char* sense;  // "$SenseData" after RequestSense: bytes 0-2, then 12-13
   } cases[] = {
       // The unit attention of the new firmware (3F/01) waits for REQUEST SENSE.
-      {"hba0:0", "SG-4000", "0103", 0, "0103", " 70  0  6 3f  1"},
+      {"hba0:0", "KS-4000", "0103", 0, "0103", " 70  0  6 3f  1"},
       {"array0:0", "ZQ-ATA-500", "0211", 0, "0211", nullptr},
       // An image for another product: ILLEGAL REQUEST, invalid field in parameter list.
-      {"hba0:1", "SG-4000", "0103", N_SimSense::CHECK_CONDITION, "A310", " 70  0  5 26  0"},
+      {"hba0:1", "KS-4000", "0103", N_SimSense::CHECK_CONDITION, "A310", " 70  0  5 26  0"},
   };
   {
     C_SimHost host(StatePath());
@@ -104,7 +104,7 @@ TEST_F(C_SimDriverTest, DriverFaultsReachTheHost) {
   std::ofstream(fleetPath) << fleet.dump();
   C_SimHost host(StatePath(), fleetPath);
   EXPECT_THROW(host.Call("hba0:0", {"StartStopUnit", "0", "1"}), C_Exception);
-  EXPECT_EQ(host.Flash("hba0:1", Image("HT-900S", "A311")), N_SimSense::CHECK_CONDITION);
+  EXPECT_EQ(host.Flash("hba0:1", Image("HC-900S", "A311")), N_SimSense::CHECK_CONDITION);
   EXPECT_EQ(host.Attribute("hba0:1", "FirmwareRev"), "A310");
 }
 
@@ -178,8 +178,8 @@ TEST(C_SimDriverConcurrencyTest, DrivesFlashInParallelFromSeveralThreads) {
     T_Bytes image;
     int result = -1;
   };
-  std::vector<S_Job> jobs = {{"hba0:0", "SG-4000", "0103", {}},
-                             {"hba0:1", "HT-900S", "A311", {}},
+  std::vector<S_Job> jobs = {{"hba0:0", "KS-4000", "0103", {}},
+                             {"hba0:1", "HC-900S", "A311", {}},
                              {"array0:0", "ZQ-ATA-500", "0211", {}},
                              {"array0:1", "ZQ-ATA-750", "0306", {}}};
   for (S_Job& job : jobs) job.image = Image(job.product, job.revision);

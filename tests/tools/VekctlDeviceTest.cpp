@@ -23,14 +23,14 @@ TEST(VekctlDeviceTest, ListShowsTheFleetInTextAndJson) {
   ASSERT_EQ(text.status, 0) << text.err;
   EXPECT_TRUE(text.err.empty()) << text.err;
   EXPECT_NE(text.out.find("hba0/hba0:0"), std::string::npos) << text.out;
-  EXPECT_NE(text.out.find("SG-4000"), std::string::npos);
+  EXPECT_NE(text.out.find("KS-4000"), std::string::npos);
 
   const json list = vekctl.Json({"list"});
   ASSERT_EQ(list["devices"].size(), 8u);
   const char* expected[][6] = {  // id, path, kind, vendor, revision, serial
       {"hba0", "hba0", "controller", "VEKSIM", "2.10", ""},
-      {"hba0:0", "hba0/hba0:0", "SCSI", "SEAGULL", "0102", "SGL0A1B2C3"},
-      {"hba0:1", "hba0/hba0:1", "SCSI", "HITACHA", "A310", "HT77Z09312"},
+      {"hba0:0", "hba0/hba0:0", "SCSI", "KESTREL", "0102", "KSL0A1B2C3"},
+      {"hba0:1", "hba0/hba0:1", "SCSI", "HALCYON", "A310", "HC77Z09312"},
       {"array0", "array0", "controller", "VEKSIM", "4.02", ""},
       {"array0:0", "array0/array0:0", "ATA", "ZQ", "0210", "ZQA5000000000000A001"},
       {"array0:1", "array0/array0:1", "ATA", "ZQ", "0305", "ZQA7500000000000B002"},
@@ -47,7 +47,7 @@ TEST(VekctlDeviceTest, ListShowsTheFleetInTextAndJson) {
 
 TEST(VekctlDeviceTest, DevicesAreNamedByIdSerialOrPath) {
   C_Vekctl vekctl;
-  for (const char* name : {"hba0:1", "serial:HT77Z09312", "hba0/hba0:1"}) {
+  for (const char* name : {"hba0:1", "serial:HC77Z09312", "hba0/hba0:1"}) {
     SCOPED_TRACE(name);
     const json show = vekctl.Json({"show", name});
     EXPECT_EQ(show["device"]["id"], "hba0:1");

@@ -74,7 +74,7 @@ TEST(VekctlFileTest, VerifyNamesTheFirstFault) {
 
 TEST(VekctlFileTest, CloakAndUncloakRoundTrip) {
   C_Vekctl vekctl;
-  const std::string plain = vekctl.Image("SG-4000", "0103", 5000);
+  const std::string plain = vekctl.Image("KS-4000", "0103", 5000);
   const C_Vekctl::S_Result cloak = vekctl.Run({"cloak", plain, vekctl.File("cloaked")});
   ASSERT_EQ(cloak.status, 0) << cloak.err;
   const std::string cloaked = ReadFileBytes(vekctl.File("cloaked"));

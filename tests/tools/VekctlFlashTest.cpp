@@ -17,10 +17,10 @@ const char FAULTY_FLEET[] = R"({
   "controllers": [
     { "name": "hba0", "kind": "hba", "vendor": "VEKSIM", "product": "SAS HBA 8i", "firmware": "2.10",
       "drives": [
-        { "number": 0, "kind": "scsi", "vendor": "SEAGULL", "product": "SG-4000", "serial": "S0", "firmware": "0102" },
-        { "number": 1, "kind": "scsi", "vendor": "SEAGULL", "product": "SG-4000", "serial": "S1", "firmware": "0102",
+        { "number": 0, "kind": "scsi", "vendor": "KESTREL", "product": "KS-4000", "serial": "S0", "firmware": "0102" },
+        { "number": 1, "kind": "scsi", "vendor": "KESTREL", "product": "KS-4000", "serial": "S1", "firmware": "0102",
           "faults": { "rejectChunk": 2 } },
-        { "number": 2, "kind": "scsi", "vendor": "SEAGULL", "product": "SG-4000", "serial": "S2", "firmware": "0101" } ] },
+        { "number": 2, "kind": "scsi", "vendor": "KESTREL", "product": "KS-4000", "serial": "S2", "firmware": "0101" } ] },
     { "name": "array0", "kind": "array", "vendor": "VEKSIM", "product": "RAID 5i", "firmware": "4.02",
       "ddffVersion": "0101", "drives": [
         { "number": 0, "kind": "ata", "vendor": "ZQ", "product": "ZQ-ATA-500", "serial": "A0", "firmware": "0210" } ] } ]
@@ -41,7 +41,7 @@ TEST(VekctlFlashTest, DirectFlashOfScsiAndAtaDrives) {
     const char* from;
     const char* to;
   };
-  for (const S_Case& c : {S_Case{"hba0:0", "SG-4000", "0102", "0103"},
+  for (const S_Case& c : {S_Case{"hba0:0", "KS-4000", "0102", "0103"},
                           S_Case{"array0:0", "ZQ-ATA-500", "0210", "0211"}}) {
     SCOPED_TRACE(c.drive);
     const std::string image = vekctl.Image(c.product, c.to);
@@ -57,7 +57,7 @@ TEST(VekctlFlashTest, DirectFlashOfScsiAndAtaDrives) {
 
 TEST(VekctlFlashTest, RefusedImageLeavesTheRevisionAndSaysWhy) {
   C_Vekctl vekctl;
-  const std::string wrongProduct = vekctl.Image("HT-900S", "A311");
+  const std::string wrongProduct = vekctl.Image("HC-900S", "A311");
   int status = 0;
   const json flash = vekctl.Json({"flash", wrongProduct, "hba0:0", "--yes"}, &status);
   EXPECT_EQ(status, 3);
@@ -82,13 +82,13 @@ TEST(VekctlFlashTest, ExpectAndUnchangedRevisionsFailVerification) {
   C_Vekctl vekctl;
   int status = 0;
   const json mismatch = vekctl.Json(
-      {"flash", vekctl.Image("SG-4000", "0103"), "hba0:0", "--yes", "--expect", "0104"}, &status);
+      {"flash", vekctl.Image("KS-4000", "0103"), "hba0:0", "--yes", "--expect", "0104"}, &status);
   EXPECT_EQ(status, 4);
   EXPECT_EQ((*Drive(mismatch, "hba0:0"))["result"], "unexpected");
   EXPECT_EQ((*Drive(mismatch, "hba0:0"))["newRevision"], "0103");
 
   // The same revision again: taken, yet nothing changed.
-  const std::string same = vekctl.Image("SG-4000", "0103");
+  const std::string same = vekctl.Image("KS-4000", "0103");
   const json unchanged = vekctl.Json({"flash", same, "hba0:0", "--yes"}, &status);
   EXPECT_EQ(status, 4);
   EXPECT_EQ((*Drive(unchanged, "hba0:0"))["result"], "unchanged");
@@ -102,8 +102,8 @@ TEST(VekctlFlashTest, ExpectAndUnchangedRevisionsFailVerification) {
 TEST(VekctlFlashTest, FleetFlashWithOneFaultyDriveFlashesTheOthers) {
   C_Vekctl vekctl(FAULTY_FLEET);
   int status = 0;
-  const json flash = vekctl.Json({"flash", vekctl.Image("SG-4000", "0103"), "--all", "--product",
-                                  "SG-4000", "--yes", "--jobs", "2"},
+  const json flash = vekctl.Json({"flash", vekctl.Image("KS-4000", "0103"), "--all", "--product",
+                                  "KS-4000", "--yes", "--jobs", "2"},
                                  &status);
   EXPECT_EQ(status, 5);
   ASSERT_EQ(flash["drives"].size(), 3u) << flash.dump();
@@ -117,14 +117,14 @@ TEST(VekctlFlashTest, FleetFlashWithOneFaultyDriveFlashesTheOthers) {
 
 TEST(VekctlFlashTest, SelectionFilters) {
   C_Vekctl vekctl(FAULTY_FLEET);
-  const std::string image = vekctl.Image("SG-4000", "0103");
+  const std::string image = vekctl.Image("KS-4000", "0103");
   struct S_Case {
     std::vector<std::string> selection;
     std::vector<std::string> drives;
   };
   const S_Case cases[] = {
       {{"--all", "--below", "0102"}, {"hba0:2"}},
-      {{"--all", "--vendor", "SEAGULL"}, {"hba0:0", "hba0:1", "hba0:2"}},
+      {{"--all", "--vendor", "KESTREL"}, {"hba0:0", "hba0:1", "hba0:2"}},
       {{"--all", "--vendor", "ZQ"}, {"array0:0"}},
       {{"--all", "--skip-current", "0102"}, {"hba0:2", "array0:0"}},
       {{"hba0:0", "serial:S2", "hba0:0"}, {"hba0:0", "hba0:2"}},
@@ -142,7 +142,7 @@ TEST(VekctlFlashTest, SelectionFilters) {
   }
   // Nothing matches; a controller is not a drive; the two ways to select mix not.
   for (const auto& wrong : {std::vector<std::string>{"--all", "--product", "NONE"}, {"hba0"},
-                            {"hba0:0", "--all"}, {"--product", "SG-4000"}, {}}) {
+                            {"hba0:0", "--all"}, {"--product", "KS-4000"}, {}}) {
     std::vector<std::string> args = {"flash", image, "--dry-run"};
     args.insert(args.end(), wrong.begin(), wrong.end());
     EXPECT_EQ(vekctl.Run(args).status, wrong.size() == 3 ? 2 : 1) << testing::PrintToString(args);
@@ -151,7 +151,7 @@ TEST(VekctlFlashTest, SelectionFilters) {
 
 TEST(VekctlFlashTest, DryRunSendsNothingAndTracesWhatItWouldSend) {
   C_Vekctl vekctl;
-  const std::string image = vekctl.Image("SG-4000", "0103");
+  const std::string image = vekctl.Image("KS-4000", "0103");
   const C_Vekctl::S_Result plain = vekctl.Run({"flash", image, "hba0:0", "--dry-run"});
   EXPECT_EQ(plain.status, 0) << plain.err;
   EXPECT_NE(plain.out.find("nothing was sent"), std::string::npos);
@@ -170,7 +170,7 @@ TEST(VekctlFlashTest, DryRunSendsNothingAndTracesWhatItWouldSend) {
 
 TEST(VekctlFlashTest, WithoutATerminalYesIsRequired) {
   C_Vekctl vekctl;
-  const std::string image = vekctl.Image("SG-4000", "0103");
+  const std::string image = vekctl.Image("KS-4000", "0103");
   for (const char* answer : {"", "y\n"}) {
     const C_Vekctl::S_Result result = vekctl.Run({"flash", image, "hba0:0"}, answer);
     EXPECT_EQ(result.status, 1);
@@ -190,7 +190,7 @@ TEST(VekctlFlashTest, BadImagesAreRefusedBeforeAnythingIsSent) {
   const S_Case cases[] = {{vekctl.File("missing.fw"), "cannot read"},
                           {vekctl.File("empty.fw"), "empty"},
                           {vekctl.Dir(), "cannot read"},
-                          {vekctl.Image("SG-4000", "0103", 17u << 20), "at most 16777216 bytes"}};
+                          {vekctl.Image("KS-4000", "0103", 17u << 20), "at most 16777216 bytes"}};
   for (const S_Case& c : cases) {
     SCOPED_TRACE(c.image);
     const C_Vekctl::S_Result result = vekctl.Run({"flash", c.image, "hba0:0", "--yes"});

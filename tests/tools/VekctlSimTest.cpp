@@ -13,7 +13,7 @@ namespace {
 // Reset is also the way out of a state file that cannot be read.
 TEST(VekctlSimTest, StatusShowsTheStateAndResetReturnsToTheFleet) {
   C_Vekctl vekctl;
-  ASSERT_EQ(vekctl.Run({"flash", vekctl.Image("SG-4000", "0103"), "hba0:0", "--yes"}).status, 0);
+  ASSERT_EQ(vekctl.Run({"flash", vekctl.Image("KS-4000", "0103"), "hba0:0", "--yes"}).status, 0);
   const json status = vekctl.Json({"sim", "status"});
   EXPECT_EQ(status["state"], vekctl.File("state.json"));
   ASSERT_EQ(status["controllers"].size(), 2u);

@@ -12,7 +12,7 @@ const char PROMPT[] = "[y/N] ";
 
 TEST(VekctlTerminalTest, PromptThenProgressBarsThenColouredTable) {
   C_Vekctl vekctl;
-  const std::string image = vekctl.Image("SG-4000", "0103");
+  const std::string image = vekctl.Image("KS-4000", "0103");
   const C_Vekctl::S_Result run =
       vekctl.RunOnTerminal({"flash", image, "hba0:0", "hba0:1"}, PROMPT, "y\n");
   EXPECT_EQ(run.status, 5) << run.out;  // hba0:1 is another product and refuses the image
@@ -34,7 +34,7 @@ TEST(VekctlTerminalTest, PromptThenProgressBarsThenColouredTable) {
 
 TEST(VekctlTerminalTest, AnythingButYesSendsNothing) {
   C_Vekctl vekctl;
-  const std::string image = vekctl.Image("SG-4000", "0103");
+  const std::string image = vekctl.Image("KS-4000", "0103");
   for (const char* answer : {"n\n", "\n", "yess\n"}) {
     SCOPED_TRACE(answer);
     const C_Vekctl::S_Result run = vekctl.RunOnTerminal({"flash", image, "hba0:0"}, PROMPT, answer);
@@ -46,7 +46,7 @@ TEST(VekctlTerminalTest, AnythingButYesSendsNothing) {
 
 TEST(VekctlTerminalTest, NoColorKeepsTheTerminalPlain) {
   C_Vekctl vekctl;
-  const std::string image = vekctl.Image("SG-4000", "0103");
+  const std::string image = vekctl.Image("KS-4000", "0103");
   const C_Vekctl::S_Result run =
       vekctl.RunOnTerminal({"flash", image, "hba0:0", "--yes"}, "", "", {"NO_COLOR=1"});
   EXPECT_EQ(run.status, 0) << run.out;
