@@ -70,12 +70,7 @@ void C_AtaTarget::AddOperations() {
 
 bool C_AtaTarget::FindChildren() { return false; }
 
-bool C_AtaTarget::Init() {
-  const char* senseArgs[] = {"RequestSense", nullptr};
-  RequestSense(1, senseArgs);
-  const char* inquiryArgs[] = {"Inquiry", nullptr};
-  return Inquiry(1, inquiryArgs) != VEK_STATUS_OK;
-}
+bool C_AtaTarget::Init() { return N_TargetOps::InitTarget(*this); }
 
 int C_AtaTarget::ForwardCommand(Driver::S_Command*, C_Device*) {
   return VEK_STATUS_UNKNOWN_OPERATION;

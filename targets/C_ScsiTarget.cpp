@@ -47,12 +47,7 @@ C_ScsiTarget::~C_ScsiTarget() = default;
 
 bool C_ScsiTarget::FindChildren() { return false; }
 
-bool C_ScsiTarget::Init() {
-  const char* senseArgs[] = {"RequestSense", nullptr};
-  RequestSense(1, senseArgs);
-  const char* inquiryArgs[] = {"Inquiry", nullptr};
-  return Inquiry(1, inquiryArgs) != VEK_STATUS_OK;
-}
+bool C_ScsiTarget::Init() { return N_TargetOps::InitTarget(*this); }
 
 int C_ScsiTarget::ForwardCommand(Driver::S_Command*, C_Device*) {
   return VEK_STATUS_UNKNOWN_OPERATION;

@@ -81,6 +81,16 @@ int ParseWriteBuffer(int argc, const char** argv, S_WriteBufferArgs& o_args);
 
 // One polling phase: TEST UNIT READY until it answers anything but busy
 // (1036), at most 999 times, sleeping 100 ms after each busy answer.
+// A target's Init: RequestSense (result ignored), then Inquiry, whose status
+// becomes the bool (true on failure, as the status is non-zero).
+template <class T>
+bool InitTarget(T& io_target) {
+  const char* senseArgs[] = {"RequestSense", nullptr};
+  io_target.RequestSense(1, senseArgs);
+  const char* inquiryArgs[] = {"Inquiry", nullptr};
+  return io_target.Inquiry(1, inquiryArgs) != VEK_STATUS_OK;
+}
+
 template <class T>
 void PollWhileBusy(T& io_target) {
   const char* argv[] = {"TestUnitReady", nullptr};
