@@ -188,10 +188,23 @@ void from_json(const json& i_json, S_SimDrive& o_drive) {
   } else {
     o_drive.sense = N_SimSense::Fixed(N_SimSense::UNIT_ATTENTION, 0x29, 0x00);
   }
+  // The drive models the pages it has by default, each with its shape: a
+  // page of another code or length would not fit its mode sense and select.
   o_drive.modePages = C_SimModePages::Defaults();
   if (i_json.contains("modePages")) {
     for (const auto& page : i_json.at("modePages").items()) {
-      o_drive.modePages[page.key()] = Integers<std::uint8_t>(page.value(), "modePages", 0, 255);
+      auto known = o_drive.modePages.find(page.key());
+      if (known == o_drive.modePages.end()) {
+        throw std::invalid_argument("mode page \"" + page.key() + "\" is not one of 01, 08, 0A");
+      }
+      std::vector<std::uint8_t> bytes = Integers<std::uint8_t>(page.value(), "modePages", 0, 255);
+      if (bytes.size() != known->second.size() || (bytes[0] & 0x3F) != known->second[0] ||
+          bytes[1] != known->second[1]) {
+        throw std::invalid_argument("mode page " + page.key() + " must be " +
+                                    std::to_string(known->second.size()) +
+                                    " bytes starting with its code and length");
+      }
+      known->second = bytes;
     }
   }
   Optional(i_json, "faults", o_drive.faults);
