@@ -29,15 +29,20 @@ SBIN_PATH = os.environ.get('PATH', '') + os.pathsep + '/usr/sbin' + os.pathsep +
 
 
 def run(args, **kwargs):
-    return subprocess.run(args, check=True, capture_output=True, text=True, **kwargs)
+    done = subprocess.run(args, capture_output=True, text=True, **kwargs)
+    if done.returncode != 0:
+        raise AssertionError('%s ended with status %d: %s'
+                             % (' '.join(args), done.returncode, done.stderr or done.stdout))
+    return done
 
 
 class Site:
     """A temporary folder with the collection installed, firmware images and
-    one state file per host; removed by close()."""
+    one state file per host; the test case removes it."""
 
-    def __init__(self):
+    def __init__(self, test):
         self.root = tempfile.mkdtemp(prefix='vek-ansible-')
+        test.addCleanup(shutil.rmtree, self.root, True)
         run(['ansible-galaxy', 'collection', 'build', COLLECTION, '--output-path', self.root])
         tarball = os.path.join(self.root, 'vek-firmware-1.0.0.tar.gz')
         run(['ansible-galaxy', 'collection', 'install', tarball,
@@ -100,14 +105,10 @@ class Site:
                 last[host] = json.load(f)
         return done.returncode, done.stdout + done.stderr, seconds, last
 
-    def close(self):
-        shutil.rmtree(self.root, ignore_errors=True)
-
 
 class FleetTest(unittest.TestCase):
     def setUp(self):
-        self.site = Site()
-        self.addCleanup(self.site.close)
+        self.site = Site(self)
         for host in ('host1', 'host2', 'host3'):
             self.site.vekctl(host, 'list')  # the built-in fleet: six drives
         self.site.vekctl('host2', 'flash', self.site.image, 'hba0:0', '--yes')
@@ -159,8 +160,7 @@ class SshTest(unittest.TestCase):
     """One host reached over SSH: the modules are shipped to it and run there."""
 
     def setUp(self):
-        self.site = Site()
-        self.addCleanup(self.site.close)
+        self.site = Site(self)
         ssh = os.path.join(self.site.root, 'ssh')
         os.mkdir(ssh, 0o700)
         key, host_key = os.path.join(ssh, 'client'), os.path.join(ssh, 'host')
