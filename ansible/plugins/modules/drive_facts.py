@@ -43,6 +43,14 @@ ansible_facts:
         product: {description: Product identification., type: str}
         revision: {description: Firmware revision the drive reports., type: str}
         serial: {description: Serial number., type: str}
+        problem:
+          description: Why vekctl could not read the drive fully; each also becomes a warning.
+          type: str
+          returned: where vekctl reports one
+        pendingActivation:
+          description: A downloaded image the drive does not run yet, as vekctl reports it.
+          type: raw
+          returned: where vekctl reports one
       sample:
         - {id: "hba0:0", path: "hba0/hba0:0", kind: SCSI, vendor: KESTREL,
            product: KS-4000, revision: "0102", serial: KSL0A1B2C3}
@@ -70,7 +78,11 @@ def main():
     if 'error' in doc or rc != 0:
         module.fail_json(msg=doc.get('error') or 'vekctl list ended with status %d' % rc,
                          exit_status=rc, stderr=stderr)
-    module.exit_json(changed=False, exit_status=rc, ansible_facts={'vek_drives': drive_facts(doc)})
+    drives = drive_facts(doc)
+    for drive in drives:
+        if drive.get('problem'):
+            module.warn('%s: %s' % (drive['id'], drive['problem']))
+    module.exit_json(changed=False, exit_status=rc, ansible_facts={'vek_drives': drives})
 
 
 if __name__ == '__main__':

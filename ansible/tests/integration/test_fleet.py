@@ -12,7 +12,6 @@ the reason when ansible or sshd is not installed."""
 
 import json
 import os
-import re
 import shutil
 import socket
 import subprocess
@@ -52,12 +51,6 @@ class Site:
         self.firmware = os.path.join(self.root, 'firmware')
         run([VEK_SIM_IMAGE, '--samples', self.firmware])
         self.image = os.path.join(self.firmware, 'KS-4000-0103.fw')
-        # A payload byte flipped: the drive checks the CRC at the end of the
-        # download and refuses the image.
-        self.refused = os.path.join(self.firmware, 'refused.fw')
-        data = bytearray(open(self.image, 'rb').read())
-        data[1000] ^= 0xFF
-        open(self.refused, 'wb').write(data)
         self.env = dict(os.environ,
                         ANSIBLE_CONFIG=os.path.join(self.root, 'none.cfg'),
                         ANSIBLE_COLLECTIONS_PATH=os.path.join(self.root, 'collections'),
@@ -75,6 +68,16 @@ class Site:
 
     def state(self, host):
         return os.path.join(self.hosts, host + '.json')
+
+    def refuse(self, host, serial):
+        """The drive refuses every image: ILLEGAL REQUEST on its second
+        download segment (doc/sim-state.md)."""
+        with open(self.state(host)) as f:
+            state = json.load(f)
+        drive = next(d for c in state['controllers'] for d in c['drives'] if d['serial'] == serial)
+        drive['faults'] = {'rejectChunk': 2}
+        with open(self.state(host), 'w') as f:
+            json.dump(state, f)
 
     def vekctl(self, host, *args):
         return run([VEKCTL, '--json', '--sim-state', self.state(host)] + list(args)).stdout
@@ -126,9 +129,9 @@ class FleetTest(unittest.TestCase):
         # first command after the flash, and REQUEST SENSE takes it away as
         # on real hardware: any reading consumes it, check mode or not.
         self.site.vekctl('host2', 'list')
+        self.site.refuse('host3', 'KSL0A1B2C3')  # hba0:0
         local = {'ansible_connection': 'local'}
-        self.inventory = self.site.inventory({'host1': local, 'host2': local,
-                                              'host3': dict(local, vek_image=self.site.refused)})
+        self.inventory = self.site.inventory({'host1': local, 'host2': local, 'host3': local})
 
     def states(self):
         return {host: open(self.site.state(host), 'rb').read() for host in ('host1', 'host2', 'host3')}
@@ -158,7 +161,7 @@ class FleetTest(unittest.TestCase):
         self.assertEqual(last['host3']['exit_status'], 3)
         self.assertEqual(last['host3']['drives'][0]['result'], 'failed')
         self.assertRegex(last['host3']['msg'],
-                         '^hba0:0: flash refused by drive: ILLEGAL REQUEST, parameter value invalid')
+                         '^hba0:0: flash refused by drive: ILLEGAL REQUEST, invalid field in parameter list')
         self.assertEqual([self.site.revision(h, 'hba0:0') for h in ('host1', 'host2', 'host3')],
                          ['0103', '0103', '0102'])
 
