@@ -11,10 +11,10 @@ The document envelope every vekctl command prints with --json:
   exitStatus  the process exit status
   error       only when the command failed as a whole: vekctl's one-line
               message
-A flash document adds "drives" (one entry per drive flashed: drive, path,
-serial, oldRevision, newRevision, result, failed, message), "summary"
-(counts per verdict), "skipped", and "reason" when there was nothing to do;
-with --dry-run, "plan" instead of "drives".
+A flash document adds "drives" (one entry per drive: drive, path, serial,
+oldRevision, newRevision, result, failed, message), "summary" (drives per
+verdict), and "reason" when there was nothing to do; with --dry-run, "plan"
+lists the drives that would be flashed.
 """
 
 import json
@@ -25,6 +25,8 @@ DOCUMENT_VERSION = 1
 # flash. Only these can report a changed revision: "unverified" says the read
 # back could not be trusted, "pending" and "interrupted" that the drive has
 # not run the new firmware yet, "refused" and "skipped" that nothing was sent.
+# "unexpected" (another revision than --expect) comes from vekctl before
+# that case became "failed".
 READ_BACK_VERDICTS = ('success', 'unchanged', 'failed', 'unexpected')
 
 
@@ -110,6 +112,8 @@ def read_document(rc, stdout, stderr):
         detail = _last_line(stderr)
         raise VekctlError('vekctl ended with status %s without a JSON document%s; %s'
                           % (rc, ': ' + detail if detail else '', unverified))
+    # vekctl before the common envelope gave no version, and no exit status
+    # in some documents: read those as version 1 with the process's status.
     version = doc.get('version', DOCUMENT_VERSION)
     if version != DOCUMENT_VERSION:
         raise VekctlError('vekctl printed a document of version %s; this collection reads version '

@@ -12,10 +12,10 @@ description:
     drive. A deferred-flash drive whose request was accepted is C(pending),
     neither changed nor failed, with a warning; its revision changes when
     the array controller runs the request.
-  - The task fails when vekctl's exit status is not 0 or any drive did not
-    end in success or pending (C(unchanged), C(failed), C(unverified),
-    C(interrupted), C(refused), ...); C(msg) is vekctl's message for each
-    such drive and C(drives) holds every drive's verdict.
+  - The task fails when vekctl's exit status is not 0 or vekctl marks any
+    drive failed (C(unchanged), C(failed), C(unverified), C(interrupted),
+    C(refused)); C(msg) is vekctl's message for each such drive, or for the
+    command as a whole, and C(drives) holds every drive's verdict.
   - When there is nothing to flash the task is C(ok).
   - In check mode vekctl plans the flash (C(--dry-run)) and sends nothing;
     C(plan) lists the drives it would flash and C(changed) says whether
@@ -108,7 +108,7 @@ drives:
         The verdict: success, unchanged, failed, unverified, pending,
         interrupted, refused or skipped.
       type: str
-    failed: {description: True for every verdict but success and pending., type: bool}
+    failed: {description: "Whether vekctl counts the drive as failed (not for success, pending, skipped).", type: bool}
     message: {description: vekctl's message for this drive, where there is one., type: str}
 summary:
   description: How many drives ended in each verdict.

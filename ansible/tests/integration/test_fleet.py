@@ -37,8 +37,9 @@ def run(args, **kwargs):
 
 class Site:
     """A temporary folder with the collection installed, firmware images and
-    a folder of hosts (a state file each) that reset() empties; cleanup is
-    the test's addCleanup or addClassCleanup, which removes it all."""
+    a folder per host (its simulated fleet, and vekctl's journal and locks)
+    that reset() removes; cleanup is the test's addCleanup or
+    addClassCleanup, which removes it all."""
 
     def __init__(self, cleanup):
         self.root = tempfile.mkdtemp(prefix='vek-ansible-')
@@ -66,8 +67,28 @@ class Site:
         shutil.rmtree(self.hosts, ignore_errors=True)
         os.mkdir(self.hosts)
 
+    def folder(self, host):
+        path = os.path.join(self.hosts, host)
+        os.makedirs(path, exist_ok=True)
+        return path
+
     def state(self, host):
-        return os.path.join(self.hosts, host + '.json')
+        return os.path.join(self.folder(host), 'sim-state.json')
+
+    def environment(self, host):
+        """vekctl's environment on the host: its journal and drive locks in
+        the host's folder, so that hosts and test runs stay apart."""
+        return {'VEK_STATE_DIR': self.folder(host),
+                'VEK_LOCK_DIR': os.path.join(self.folder(host), 'locks')}
+
+    def files(self, host):
+        """Every file of the host's folder and its bytes."""
+        found = {}
+        for folder, _, names in os.walk(self.folder(host)):
+            for name in names:
+                with open(os.path.join(folder, name), 'rb') as f:
+                    found[os.path.join(folder, name)] = f.read()
+        return found
 
     def refuse(self, host, serial):
         """The drive refuses every image: ILLEGAL REQUEST on its second
@@ -80,22 +101,21 @@ class Site:
             json.dump(state, f)
 
     def vekctl(self, host, *args):
-        return run([VEKCTL, '--json', '--sim-state', self.state(host)] + list(args)).stdout
+        return run([VEKCTL, '--json', '--sim-state', self.state(host)] + list(args),
+                   env=dict(os.environ, **self.environment(host))).stdout
 
     def revision(self, host, drive):
         devices = json.loads(self.vekctl(host, 'list'))['devices']
         return next(d['revision'] for d in devices if d['id'] == drive)
 
     def inventory(self, hosts):
-        """hosts: {name: host variables}; every host gets its own state file."""
-        lines = ['[storage]']
+        """hosts: {name: host variables}; each host gets its own folder."""
         for name, variables in hosts.items():
-            variables = dict({'vek_sim_state': self.state(name)}, **variables)
-            lines.append(name + ''.join(' %s=%s' % item for item in variables.items()))
-        lines += ['[storage:vars]', 'vekctl=' + VEKCTL, 'vek_driver=sim', 'vek_image=' + self.image]
-        path = os.path.join(self.root, 'inventory')
+            variables.update(vek_sim_state=self.state(name), vek_environment=self.environment(name))
+        group = {'hosts': hosts, 'vars': {'vekctl': VEKCTL, 'vek_driver': 'sim', 'vek_image': self.image}}
+        path = os.path.join(self.root, 'inventory.json')  # JSON is YAML to Ansible
         with open(path, 'w') as f:
-            f.write('\n'.join(lines) + '\n')
+            json.dump({'storage': group}, f)
         return path
 
     def playbook(self, inventory, *options):
@@ -130,11 +150,11 @@ class FleetTest(unittest.TestCase):
         # on real hardware: any reading consumes it, check mode or not.
         self.site.vekctl('host2', 'list')
         self.site.refuse('host3', 'KSL0A1B2C3')  # hba0:0
-        local = {'ansible_connection': 'local'}
-        self.inventory = self.site.inventory({'host1': local, 'host2': local, 'host3': local})
+        self.inventory = self.site.inventory({host: {'ansible_connection': 'local'}
+                                              for host in ('host1', 'host2', 'host3')})
 
     def states(self):
-        return {host: open(self.site.state(host), 'rb').read() for host in ('host1', 'host2', 'host3')}
+        return {host: self.site.files(host) for host in ('host1', 'host2', 'host3')}
 
     def test_check_mode_changes_nothing(self):
         before = self.states()
@@ -165,12 +185,17 @@ class FleetTest(unittest.TestCase):
         self.assertEqual([self.site.revision(h, 'hba0:0') for h in ('host1', 'host2', 'host3')],
                          ['0103', '0103', '0102'])
 
-    def test_modules_document_themselves(self):
+    def test_documentation(self):
         doc = run(['ansible-doc', '-t', 'module', 'vek.firmware.drive_facts',
                    'vek.firmware.drive_firmware'], env=self.site.env).stdout
         # Both pages, each with the shared options of the doc fragment.
         self.assertEqual(doc.count('> VEK.FIRMWARE.DRIVE_F'), 2, doc)
         self.assertEqual(doc.count('- sim_state'), 2, doc)
+        # The README shows the playbook as it is.
+        with open(os.path.join(COLLECTION, 'playbooks', 'fleet_firmware.yml')) as f:
+            play = '- name:' + f.read().split('\n- name:', 1)[1]
+        with open(os.path.join(COLLECTION, 'README.md')) as f:
+            self.assertIn(play, f.read())
 
 
 class SshTest(unittest.TestCase):
@@ -200,12 +225,9 @@ class SshTest(unittest.TestCase):
                 'Subsystem sftp internal-sftp', '']))
         self.log = os.path.join(ssh, 'sshd.log')
         self.start_sshd(config)
-        self.inventory = os.path.join(self.site.root, 'inventory')
-        with open(self.inventory, 'w') as f:
-            f.write('[storage]\nremote ansible_host=127.0.0.1 ansible_port=%d ansible_user=%s '
-                    'ansible_ssh_private_key_file=%s vek_sim_state=%s\n'
-                    '[storage:vars]\nvekctl=%s\nvek_driver=sim\nvek_image=%s\n'
-                    % (self.port, self.user(), key, self.site.state('remote'), VEKCTL, self.site.image))
+        self.inventory = self.site.inventory({'remote': {
+            'ansible_host': '127.0.0.1', 'ansible_port': self.port, 'ansible_user': self.user(),
+            'ansible_ssh_private_key_file': key}})
         # Every connection its own, so that nothing outlives the test.
         self.site.env.update(ANSIBLE_SSH_ARGS='-F /dev/null -o ControlMaster=no',
                              ANSIBLE_HOST_KEY_CHECKING='False')

@@ -75,8 +75,9 @@ class FlashOutcomeTest(unittest.TestCase):
         # name, document, check mode, changed, failed, message
         ('success', flash_doc(0, [drive('hba0:0', 'success', '0102', '0103', False)]), False,
          True, False, 'flashed 1 drive: hba0:0 0102 -> 0103'),
-        ('nothing to do', flash_doc(0, [], reason='no drive of KS-4000 is below 0103'), False,
-         False, False, 'no drive of KS-4000 is below 0103'),
+        ('nothing to do', flash_doc(0, [drive('hba0:0', 'skipped', '0103', '0103', False)],
+                                    reason='hba0:0 already at 0103'), False,
+         False, False, 'hba0:0 already at 0103'),
         ('refused', flash_doc(3, [drive('hba0:1', 'failed', 'A310', 'A310', True, REFUSED)]),
          False, False, True, REFUSED),
         ('one of two failed', flash_doc(5, [drive('hba0:0', 'success', '0102', '0103', False),
