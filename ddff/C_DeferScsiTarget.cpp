@@ -29,15 +29,15 @@ const std::uint32_t STATUS_VALUE_LENGTH = 4;
 
 // The named switches of "DeferFlash" and their bits.
 struct S_Switch {
-  const char* text;
+  const char* name;
   unsigned int bit;
 };
-const S_Switch SWITCHES[] = {{"Debug=true", DDFF::DDFF_RQ_DEBUG},
-                             {"Downgrade=true", DDFF::DDFF_RQ_DOWNGRADE},
-                             {"Reflash=true", DDFF::DDFF_RQ_REFLASH},
-                             {"Fast=true", DDFF::DDFF_RQ_FAST},
-                             {"Cancel=true", C_DeferScsiTarget::ARG_CANCEL},
-                             {"Dump=true", C_DeferScsiTarget::ARG_DUMP}};
+const S_Switch SWITCHES[] = {{"Debug", DDFF::DDFF_RQ_DEBUG},
+                             {"Downgrade", DDFF::DDFF_RQ_DOWNGRADE},
+                             {"Reflash", DDFF::DDFF_RQ_REFLASH},
+                             {"Fast", DDFF::DDFF_RQ_FAST},
+                             {"Cancel", C_DeferScsiTarget::ARG_CANCEL},
+                             {"Dump", C_DeferScsiTarget::ARG_DUMP}};
 
 // Attributes read from the status block; removed before each reading so
 // that none outlives the status it came from.
@@ -196,12 +196,18 @@ int C_DeferScsiTarget::OpDeferFlash(int argc, const char** argv) {
 
   unsigned int arguments = 0;
   for (int i = 4; i < argc; ++i) {
-    if (!argv[i]) return VEK_STATUS_BAD_ARGUMENT;
-    const S_Switch* found =
-        std::find_if(std::begin(SWITCHES), std::end(SWITCHES),
-                     [&](const S_Switch& s) { return std::strcmp(s.text, argv[i]) == 0; });
+    const char* equals = argv[i] ? std::strchr(argv[i], '=') : nullptr;
+    if (!equals) return VEK_STATUS_BAD_ARGUMENT;
+    const std::string name(argv[i], equals);
+    const S_Switch* found = std::find_if(std::begin(SWITCHES), std::end(SWITCHES),
+                                         [&](const S_Switch& s) { return name == s.name; });
     if (found == std::end(SWITCHES)) return VEK_STATUS_BAD_ARGUMENT;
-    arguments |= found->bit;
+    // Only the text "true" sets a switch; any other value leaves it unset.
+    if (std::strcmp(equals + 1, "true") == 0) {
+      arguments |= found->bit;
+    } else {
+      arguments &= ~found->bit;
+    }
   }
   return DeferFlash(image, static_cast<unsigned int>(length), request, arguments);
 }

@@ -55,14 +55,17 @@ class C_DDFF;
 // Named operation "DeferFlash" image length request [Name=true ...]:
 //   argv[1] image address, argv[2] image length in bytes, argv[3] address of
 //   a C_DDFF the caller has filled with its instruction program (numbers and
-//   addresses with base detection, pointer-wide). Then named switches, each
-//   written exactly "<Name>=true": "Debug", "Downgrade", "Reflash", "Fast"
-//   (the DDFF_RQ_* request flags), "Cancel" (only cancel, see DeferCancel)
-//   and "Dump" (dump the request held by the controller afterwards). 1025
-//   when argc is below 4, the request address is missing or 0, the image
-//   address is 0 with a non-zero length, the length does not fit 32 bits,
-//   or a switch is any other text or name. Otherwise the result of
-//   DeferFlash with the switches as its i_arguments bit set.
+//   addresses with base detection, pointer-wide). Then named switches
+//   "<Name>=<value>": "Debug", "Downgrade", "Reflash", "Fast" (the DDFF_RQ_*
+//   request flags), "Cancel" (only cancel, see DeferCancel) and "Dump" (dump
+//   the request held by the controller afterwards). A switch is set exactly
+//   when its value is the text "true"; any other value ("false", "TRUE",
+//   "1", "") leaves it unset and the call goes on. A name given twice: the
+//   last one counts. 1025 when argc is below 4, the request address is
+//   missing or 0, the image address is 0 with a non-zero length, the length
+//   does not fit 32 bits (64-bit hosts), or an argument is not "<Name>=..."
+//   with one of the six names. Otherwise the result of DeferFlash with the
+//   set switches as its i_arguments bits.
 //
 // Attributes published by Init, besides those of C_ScsiTarget:
 //   "ActiveFirmwareRev"  the firmware revision running now (GetActiveFwRev).

@@ -339,7 +339,9 @@ class C_RecordingTarget : public C_DeferScsiTarget {
   unsigned int arguments = 0;
 };
 
-// Image address, length, request address, then switches "Name=true".
+// Image address, length, request address, then named switches "Name=value":
+// a switch is set only by the text "true"; any other value leaves it unset
+// and the flash goes ahead. Names the operation does not know are refused.
 TEST(DeferScsiTargetArgumentsTest, DeferFlashArguments) {
   C_RecordingTarget target;
   C_DDFF request;
@@ -352,8 +354,10 @@ TEST(DeferScsiTargetArgumentsTest, DeferFlashArguments) {
       {{"DeferFlash", image, "32"}, 1025, 0},
       {{"DeferFlash", image, "32", "0"}, 1025, 0},
       {{"DeferFlash", "0", "32", req}, 1025, 0},
-      {{"DeferFlash", image, "32", req, "Debug=false"}, 1025, 0},
+      {{"DeferFlash", image, "32", req, "Dump=false", "Debug=TRUE", "Fast=1", "Reflash=true"}, 42, 0x4},
+      {{"DeferFlash", image, "32", req, "Cancel=true", "Cancel=false", "Debug="}, 42, 0},  // the last one counts
       {{"DeferFlash", image, "32", req, "Verify=true"}, 1025, 0},
+      {{"DeferFlash", image, "32", req, "Debug"}, 1025, 0},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(::testing::PrintToString(c.args));
