@@ -105,11 +105,9 @@ void C_Text::SetMsgId(unsigned i_id, const C_Descriptor& i_descriptor,
 }
 
 void C_Text::SetArg(const std::string& i_name, C_TextArg* i_arg) {
-  C_TextArg*& slot = m_args[i_name];
-  // Replacing deletes the earlier argument: the text owns what it was given,
-  // and dropping it would leak.
-  if (slot != i_arg) delete slot;
-  slot = i_arg;
+  // The entry is overwritten and the earlier argument is not deleted (see
+  // the header): hosts that replace an argument delete the earlier one.
+  m_args[i_name] = i_arg;
 }
 
 void C_Text::AddArg(const std::string& i_name, const std::string& i_value) { SetArg(i_name, new C_StringArg(i_value)); }

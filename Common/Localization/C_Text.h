@@ -94,9 +94,12 @@ class VEK_API C_Text {
   unsigned GetMsgId() const { return m_msgId; }
   const std::string& GetDefaultText() const { return m_defaultText; }
 
-  // Stores i_arg (not null) under i_name; the text owns it from now on. Each
-  // name is meant to be set once; setting it again replaces the earlier
-  // argument, which is deleted.
+  // Stores i_arg (not null) under i_name; the text owns it from now on
+  // (ClearArgs and the destructor delete it). Each name is meant to be set
+  // once per text. When i_name already holds an argument, the entry is
+  // overwritten and the earlier argument is NOT deleted: the text no longer
+  // owns it, and whoever replaces it deletes it (GetArg gives it first).
+  // AddArg calls SetArg, so the same holds for every AddArg.
   void SetArg(const std::string& i_name, C_TextArg* i_arg);
   void AddArg(const std::string& i_name, const std::string& i_value);
   void AddArg(const std::string& i_name, const char* i_value);
