@@ -34,10 +34,26 @@ TEST(C_DeviceTest, SetTimeoutParsesWithBaseDetection) {
   }
 }
 
+// An operation object that counts its destruction.
+struct C_CountedOperation : C_Device::C_DeviceOperation {
+  explicit C_CountedOperation(int& io_deleted) : deleted(io_deleted) {}
+  ~C_CountedOperation() override { ++deleted; }
+  int CallOp(int, const char**) override { return 1; }
+  int& deleted;
+};
+
 TEST(C_DeviceTest, CallOperationPassesArgumentsAndResultsUnchanged) {
   C_FakeDevice device;
-  device.AddEcho("Echo", 1);
-  device.AddEcho("Echo", 1234);  // re-registering a name takes the new operation
+  int deleted = 0;
+  C_CountedOperation* earlier = new C_CountedOperation(deleted);
+  device.AddOperation("Echo", earlier);
+  // Registering a name again takes the new operation; the earlier object is
+  // not destroyed, now or by Cleanup: its owner deletes it.
+  device.AddEcho("Echo", 1234);
+  device.Cleanup();
+  ASSERT_EQ(deleted, 0);
+  delete earlier;
+  device.AddEcho("Echo", 1234);  // after Cleanup, to call it
   const char* argv[] = {"Echo", "a", "b", nullptr};
   EXPECT_EQ(device.CallOperation("Echo", 3, argv), 1234);
   EXPECT_EQ(device.m_lastArgs, (std::vector<std::string>{"Echo", "a", "b"}));
