@@ -138,23 +138,17 @@ std::string C_Text::GetString(const std::string& i_locale) const {
 
 std::string C_Text::GetString() const { return GetString(GetLocale()); }
 
-bool C_Text::FormatArg(const std::string& i_name, const std::string& i_format,
-                       std::string& o_result) const {
-  o_result.clear();
+std::string C_Text::FormatArg(const std::string& i_name, const std::string& i_format) const {
   const C_TextArg* arg = GetArg(i_name);
-  if (!arg) return false;
+  if (!arg) return std::string();
   const char* format = i_format.empty() ? nullptr : i_format.c_str();
   char small[256];
-  if (arg->Format(small, sizeof small, format)) {
-    o_result = small;
-    return true;
-  }
+  if (arg->Format(small, sizeof small, format)) return small;
   // Longer results (long strings, wide fields) get one more try in a buffer
   // large enough for any width the format check lets through.
   std::vector<char> big(65536);
-  if (!arg->Format(big.data(), static_cast<unsigned>(big.size()), format)) return false;
-  o_result = big.data();
-  return true;
+  if (!arg->Format(big.data(), static_cast<unsigned>(big.size()), format)) return std::string();
+  return big.data();
 }
 
 std::string C_Text::Format(const std::string& i_template) const {

@@ -121,13 +121,13 @@ class VEK_API C_Text {
   // The same for Local::GetLocale().
   std::string GetString() const;
 
-  // Writes argument i_name with i_format ("" for the argument's default) to
-  // o_result. False, o_result empty, when there is no such argument or its
-  // Format fails even with a 64 KiB buffer (outputs up to 255 characters are
-  // tried in a 256-byte buffer first; one of exactly 256 characters loses its
-  // last character, by the rule of C_TextArg::Format).
-  bool FormatArg(const std::string& i_name, const std::string& i_format,
-                 std::string& o_result) const;
+  // Argument i_name written with i_format ("" for the argument's default).
+  // "" when there is no such argument or its Format fails even with a
+  // 64 KiB buffer (outputs up to 255 characters are tried in a 256-byte
+  // buffer first; one of exactly 256 characters loses its last character,
+  // by the rule of C_TextArg::Format). The markup formatter calls it for
+  // each argument tag.
+  std::string FormatArg(const std::string& i_name, const std::string& i_format) const;
   // Formats i_template with this text's arguments (Local::Format::printf).
   std::string Format(const std::string& i_template) const;
 
