@@ -238,8 +238,6 @@ std::uint32_t C_DDFF::FixupHeader() {
   const std::uint64_t count = m_instructions.size();
   m_request.instructionOffset = REQUEST_SIZE;
   m_request.instructionCount = static_cast<std::uint32_t>(count);
-  // Records are always written 40 bytes wide, whatever a read image said.
-  m_request.instructionSize = INSTRUCTION_SIZE;
   m_header.headerSize = HEADER_SIZE;
   m_header.statusOffset = STATUS_OFFSET;
   m_header.statusSize = STATUS_SIZE;
@@ -247,13 +245,17 @@ std::uint32_t C_DDFF::FixupHeader() {
   m_status.statusSize = STATUS_SIZE;
   m_request.requestSize = REQUEST_SIZE;
 
-  std::uint64_t total = INSTRUCTIONS_OFFSET + count * INSTRUCTION_SIZE;
+  // The sizes count each record at the record size field, which is read and
+  // never written here (40 after Clear; what a read image said otherwise).
+  const std::uint64_t records = count * m_request.instructionSize;
+  std::uint64_t total = INSTRUCTIONS_OFFSET + records;
   const std::uint64_t image = m_pImage ? m_nImageSize : 0;
   // Sizes are 32-bit fields and the padded image must stay addressable.
-  if (total + image > 0xFFFFFFFFull - (PADDING - 1))
+  if (total + image > 0xFFFFFFFFull - (PADDING - 1) ||
+      INSTRUCTIONS_OFFSET + count * INSTRUCTION_SIZE + image > 0xFFFFFFFFull - (PADDING - 1))
     ThrowF("Request too large: %u instructions, %u image bytes",
            static_cast<unsigned>(std::min<std::uint64_t>(count, 0xFFFFFFFFu)), m_nImageSize);
-  m_header.requestSize = static_cast<std::uint32_t>(REQUEST_SIZE + count * INSTRUCTION_SIZE);
+  m_header.requestSize = static_cast<std::uint32_t>(REQUEST_SIZE + records);
   if (m_pImage) {
     m_header.dataOffset = static_cast<std::uint32_t>(total);
     m_header.dataSize = m_nImageSize;
@@ -269,7 +271,13 @@ std::uint32_t C_DDFF::GetRequestSize() {
 
 const std::uint8_t* C_DDFF::GetRequest() {
   const std::uint32_t total = FixupHeader();
-  const std::uint32_t size = (total + PADDING - 1) / PADDING * PADDING;
+  // The records are written one after another, 40 bytes each, and the image
+  // right after them. With a record size field other than 40 that is not
+  // where the sizes say: the buffer then holds whatever is longer, so
+  // nothing is written past it, and the caller takes GetRequestSize bytes.
+  const std::uint32_t written = static_cast<std::uint32_t>(
+      INSTRUCTIONS_OFFSET + m_instructions.size() * INSTRUCTION_SIZE + (m_pImage ? m_nImageSize : 0));
+  const std::uint32_t size = std::max((total + PADDING - 1) / PADDING * PADDING, written);
   // Every byte is written below, so a buffer of the same size is reused as
   // it is and a new one is left uninitialised.
   if (!m_output || m_nOutputSize != size) {
@@ -306,7 +314,7 @@ const std::uint8_t* C_DDFF::GetRequest() {
   m_header.dataCrc = ~dataRegister;
   m_header.headerCrc = HeaderCrc(m_header);
 
-  std::memset(position, 0, size - total);
+  std::memset(position, 0, size - written);
   std::memcpy(out, &m_header, HEADER_SIZE);
   return out;
 }

@@ -123,6 +123,22 @@ TEST(C_DDFFTest, LayoutWithInstructionsAndImage) {
   EXPECT_EQ(exact.GetRequestSize(), 1024u);
   EXPECT_EQ(Image(exact).substr(244), std::string(780, '\x5A'));
 
+  // FixupHeader reads the record size and never writes it: a request reset
+  // without Clear keeps 0 there, so its records count for nothing in the
+  // sizes, yet each is written 40 bytes wide right after the fixed part.
+  C_DDFF reset;
+  reset.Reset();
+  reset.AddInstruction(C_DDFF::C_ControllerInstruction(DDFF::DDFF_CMD_BUS_RESET));
+  const std::vector<std::uint8_t> tail(308, 0x3C);  // 204 + 308: exactly one block
+  reset.SetRomImage(tail.data(), 308);
+  const std::string bytes = Image(reset);
+  ASSERT_EQ(bytes.size(), 512u);
+  const std::uint32_t resetWords[][2] = {{28, 112}, {36, 204}, {40, 308}, {196, 1}, {200, 0}};
+  for (const auto& word : resetWords) EXPECT_EQ(Get32(bytes, word[0]), word[1]) << "offset " << word[0];
+  EXPECT_EQ(bytes.substr(204, 40),
+            std::string(reinterpret_cast<const char*>(reset.GetInstruction(0).GetAsData()), 40));
+  EXPECT_EQ(bytes.substr(244), std::string(268, '\x3C'));
+
   // Clear drops the instructions, the image and the layout.
   sample.request.Clear();
   EXPECT_EQ(sample.request.GetInstructionCount(), 0u);
@@ -286,6 +302,7 @@ TEST(C_DDFFTest, StatusInstructionNumber) {
     Seal(changed);
     C_DDFF request;
     request.Read(changed.data(), changed.size(), "test.dat");
+    request.FixupHeader();  // as Dump does: the record size read stays
     S_DDFF_Status status = request.GetStatus();
     status.statusSize = c.statusSize;
     request.SetStatus(status);
