@@ -423,7 +423,7 @@ void C_DDFF::Dump(std::ostream& io_stream) {
   if (status > DDFF_STATUS_KNOWN) io_stream << "    <Unknown :" << Hex(status) << ">\n";
   io_stream << "Requested:\t" << FormatTime(m_status.requestTime) << "\n";
   io_stream << "Updated:\t" << FormatTime(m_status.updateTime) << "\n";
-  io_stream << "    Old ROM: \t" << Printable(m_status.oldRomRevision, sizeof m_status.oldRomRevision)
+  io_stream << "    Old ROM: \t" << Raw(m_status.oldRomRevision, sizeof m_status.oldRomRevision)
             << "\n";
   if (status & DDFF_STATUS_ERROR) {
     io_stream << "      Instruction: \t" << Hex(m_status.failingInstruction);
@@ -465,7 +465,7 @@ void C_DDFF::Dump(std::ostream& io_stream) {
                {"    Product ID: ", m_request.productId, sizeof m_request.productId},
                {"    Revision: ", m_request.revision, sizeof m_request.revision},
                {"    Serial: ", m_request.serialNumber, sizeof m_request.serialNumber}};
-  for (const auto& text : TEXTS) io_stream << text.label << "\t" << Printable(text.field, text.width) << "\n";
+  for (const auto& text : TEXTS) io_stream << text.label << "\t" << Raw(text.field, text.width) << "\n";
 
   io_stream << "    Instructions: \t" << m_instructions.size() << "\n";
   for (std::size_t i = 0; i < m_instructions.size(); ++i) {
