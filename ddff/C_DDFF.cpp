@@ -67,8 +67,9 @@ std::string FormatTime(const S_DDFF_Time& i_time) {
 }  // namespace
 
 // Read goes through this interface so that a file and a memory buffer are
-// checked by the same code. Seeking past the end fails; reading at or past
-// the end yields fewer bytes than asked for.
+// checked by the same code. Seeking past the end succeeds, as it does on a
+// file; reading at or past the end yields fewer bytes than asked for. Only a
+// stream that cannot seek at all fails a seek.
 class C_DDFF::C_Source {
  public:
   virtual ~C_Source() = default;
@@ -92,8 +93,9 @@ class C_DDFF::C_FileSource : public C_DDFF::C_Source {
   bool IsOpen() const { return m_file != nullptr; }
   std::uint64_t Length() const override { return m_nLength; }
   bool Seek(std::uint64_t i_nOffset) override {
-    // Within the length, the offset fits off_t: the length came from it.
-    return i_nOffset <= m_nLength && fseeko(m_file, static_cast<off_t>(i_nOffset), SEEK_SET) == 0;
+    // Anywhere past the end reads nothing, so the end stands for it: an
+    // offset that a 32-bit off_t cannot hold then seeks as well.
+    return fseeko(m_file, static_cast<off_t>(std::min(i_nOffset, m_nLength)), SEEK_SET) == 0;
   }
   std::size_t ReadBytes(void* o_pData, std::size_t i_nSize) override {
     return std::fread(o_pData, 1, i_nSize, m_file);
@@ -110,8 +112,7 @@ class C_DDFF::C_MemorySource : public C_DDFF::C_Source {
       : m_pData(static_cast<const std::uint8_t*>(i_pData)), m_nSize(i_pData ? i_nSize : 0), m_nPosition(0) {}
   std::uint64_t Length() const override { return m_nSize; }
   bool Seek(std::uint64_t i_nOffset) override {
-    if (i_nOffset > m_nSize) return false;
-    m_nPosition = static_cast<std::size_t>(i_nOffset);
+    m_nPosition = static_cast<std::size_t>(std::min<std::uint64_t>(i_nOffset, m_nSize));
     return true;
   }
   std::size_t ReadBytes(void* o_pData, std::size_t i_nSize) override {

@@ -126,18 +126,21 @@ class VEK_API C_DDFF {
   //   "Invalid signature: %#x"
   //   "Invalid header size: %#x"             (under 48 or past the end)
   //   "Invalid header CRC: %#x"
-  //   "Cannot seek to Status."               (offset past the end)
-  //   "Cannot read request status: <name>"
+  //   "Cannot seek to Status."               (a stream that cannot seek)
+  //   "Cannot read request status: <name>"   (also at an offset past the end)
   //   "Invalid status size: %#x"
   //   "Invalid Status CRC: %#x"
   //   "Cannot seek to Request."
-  //   "Cannot read request: <name>"
+  //   "Cannot read request: <name>"          (also past the end)
   //   "Invalid request size: %#x"
   //   "Cannot read instruction[<i>]"         (records follow the fixed part)
   //   the messages of C_Instruction::New
   //   "Invalid Request CRC: %#x"
   //   "Cannot seek to data."
   //   "Invalid Data CRC: %#x"                (also for a short data area)
+  // Seeking past the end of the image succeeds, as on any file; the read
+  // that follows is what fails. So a request whose data size and data CRC
+  // are 0 reads whatever its data offset says.
   // The image data is checked, not kept. On failure the object holds what
   // was read so far: Clear before reusing it.
   void Read(const std::string& i_fileName);
