@@ -93,8 +93,8 @@ class C_DDFF;
 // Dump file: "<base>_D.dat" in the dump directory (SetDumpDirectory, default
 // "." the current directory), where the base is the drive's vendor, product
 // and serial number joined with "_" and reduced to the characters A-Z a-z
-// 0-9 . _ -. Written to a temporary name in the same directory and renamed,
-// so a failed dump never leaves a partial file under the final name.
+// 0-9 . _ -. Opened with mode "wb" (created or truncated) once the reads
+// have succeeded; a write that fails part way leaves a partial file.
 //
 // Threads: none of its own; one host thread uses a device at a time. The
 // dump directory is process-wide and unlocked: set it before use.
@@ -169,12 +169,13 @@ class VEK_API C_DeferScsiTarget : public C_ScsiTarget {
 
   // Reads the request the controller holds and writes it to the dump file:
   // first its 48-byte header (READ_CHUNK chunks); when the signature and the
-  // header CRC are right, the whole request up to the end of its last block
-  // (data offset + data size, or the end of the request block when it holds
-  // no image), rounded up to a multiple of 512. A header that is not a
-  // request is dumped as those 48 bytes. A failed read writes no file and
-  // answers its code; a file that cannot be written answers 1; else 0.
-  // Requests above MAX_CHUNKS * READ_CHUNK bytes cannot be read back: 1025.
+  // header CRC are right, data offset + data size bytes rounded up to a
+  // multiple of 512, which are what the file then holds (a request without
+  // data has data offset and size 0: nothing more is read and the file is
+  // empty). A header that is not a request is dumped as those 48 bytes. A
+  // failed read writes no file and answers its code; a file that cannot be
+  // written answers 1; else 0. Requests above MAX_CHUNKS * READ_CHUNK bytes
+  // cannot be read back: 1025.
   int Dump();
   // The dump file's path for this drive: "<directory>/<base>_D.dat".
   std::string GetDumpFileName();

@@ -412,6 +412,15 @@ TEST_F(DeferScsiTargetTest, DumpWritesTheHeldRequestToTheNamedFile) {
   ASSERT_EQ(0, m_target->Dump());
   EXPECT_EQ(std::string(48, '\xEE'), ReadFileBytes(file));
 
+  // The size read is data offset + data size, rounded up to 512: for a
+  // request without data that is nothing after the header read.
+  C_DDFF noData;
+  m_store.request.assign(noData.GetRequest(), noData.GetRequest() + 512);
+  const std::size_t before = ControllerRequests().size();
+  ASSERT_EQ(0, m_target->Dump());
+  EXPECT_EQ(before + 1, ControllerRequests().size());
+  EXPECT_EQ("", ReadFileBytes(file));
+
   // A failing read leaves no file and nothing else behind.
   std::filesystem::remove(file);
   m_store.request.assign(program.request.GetRequest(), program.request.GetRequest() + 9728);
@@ -419,8 +428,7 @@ TEST_F(DeferScsiTargetTest, DumpWritesTheHeldRequestToTheNamedFile) {
   EXPECT_EQ(31, m_target->Dump());
   EXPECT_TRUE(std::filesystem::is_empty(dir.Path()));
 
-  // A file that cannot be put in place (a directory holds its name): 1, and
-  // the temporary file is gone.
+  // A file that cannot be opened (a directory holds its name): 1.
   m_store.fault = nullptr;
   std::filesystem::create_directories(file + "/keep");
   EXPECT_EQ(1, m_target->Dump());
