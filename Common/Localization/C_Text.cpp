@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <ctime>
+#include <type_traits>
 #include <vector>
 
 #include "Common/Localization/Local.h"
@@ -18,6 +19,20 @@ template <> struct S_KindOf<unsigned int> { static constexpr N_PrintfFormat::E_K
 template <> struct S_KindOf<long> { static constexpr N_PrintfFormat::E_Kind value = N_PrintfFormat::LONG; };
 template <> struct S_KindOf<int> { static constexpr N_PrintfFormat::E_Kind value = N_PrintfFormat::INT; };
 template <> struct S_KindOf<double> { static constexpr N_PrintfFormat::E_Kind value = N_PrintfFormat::DOUBLE; };
+
+// An integer goes to snprintf at the width its format names, converted as
+// C converts; a double as it is.
+template <class T>
+int Print(char* o_buffer, unsigned i_size, const char* i_format, T i_value) {
+  typedef typename std::conditional<std::is_signed<T>::value, long, unsigned long>::type T_Long;
+  typedef typename std::conditional<std::is_signed<T>::value, int, unsigned int>::type T_Int;
+  return N_PrintfFormat::TakesLong(i_format)
+             ? std::snprintf(o_buffer, i_size, i_format, static_cast<T_Long>(i_value))
+             : std::snprintf(o_buffer, i_size, i_format, static_cast<T_Int>(i_value));
+}
+int Print(char* o_buffer, unsigned i_size, const char* i_format, double i_value) {
+  return std::snprintf(o_buffer, i_size, i_format, i_value);
+}
 
 // snprintf's result judged by the lenient rule: a result of exactly i_size
 // (the last character lost to the terminator) still counts as success.
@@ -42,7 +57,7 @@ template <class T>
 bool C_Text::C_Arg<T>::Format(char* o_buffer, unsigned i_size, const char* i_format) const {
   const char* format = i_format ? i_format : sm_stdFormat;
   if (!o_buffer || i_size == 0 || !N_PrintfFormat::IsSafe(format, S_KindOf<T>::value)) return false;
-  return Fits(std::snprintf(o_buffer, i_size, format, m_value), i_size);
+  return Fits(Print(o_buffer, i_size, format, m_value), i_size);
 }
 
 bool C_Text::C_StringArg::Format(char* o_buffer, unsigned i_size, const char* i_format) const {

@@ -30,9 +30,12 @@ class VEK_API C_Text {
   // One named argument. Format writes the value with the given printf-style
   // format (null: the kind's default) into buffer[size] and is true when the
   // result fits or loses only its last character to the terminator (a
-  // result of exactly `size` counts as success). A format that does not fit
-  // the kind of value is refused (false) instead of being passed to
-  // snprintf, so templates from files can never misuse a value.
+  // result of exactly `size` counts as success). A format of another class
+  // than the value (N_PrintfFormat::IsSafe) is refused (false) instead of
+  // being passed to snprintf, so templates from files can never make it read
+  // or write what it was not given. Integer formats fit every integer kind:
+  // the value goes at the width the format names ("%ld" reads a long, "%d"
+  // an int), converted as C converts.
   class VEK_API C_TextArg {
    public:
     virtual ~C_TextArg();

@@ -166,6 +166,12 @@ TEST(C_TextArg, LenientRuleAndRefusedFormats) {
   EXPECT_STREQ(buffer, "004");
   EXPECT_FALSE(value.Format(buffer, 3, "%04d"));
   EXPECT_FALSE(value.Format(buffer, sizeof buffer, "%s"));
+  // Any integer format fits any integer: the value goes at the width the
+  // format names.
+  ASSERT_TRUE(C_Text::C_Arg<int>(255).Format(buffer, sizeof buffer, "%#lX"));
+  EXPECT_STREQ(buffer, "0XFF");
+  ASSERT_TRUE(C_Text::C_Arg<unsigned long>(7).Format(buffer, sizeof buffer, "%03u"));
+  EXPECT_STREQ(buffer, "007");
   EXPECT_FALSE(C_Text::C_StringArg("x").Format(buffer, sizeof buffer, "%d"));
   EXPECT_FALSE(C_Text::C_Arg<double>(1.0).Format(buffer, sizeof buffer, "%n"));
   EXPECT_FALSE(value.Format(buffer, 0, nullptr));
@@ -195,8 +201,9 @@ TEST(N_PrintfFormat, AcceptsOnlyFormatsThatFitTheKind) {
   struct { const char* format; E_Kind kind; bool safe; } const cases[] = {
       {"%d", INT, true},           {"%-+ #0'8.3i", INT, true},   {"%hhx", UNSIGNED_INT, true},
       {"100%% of %u", UNSIGNED_INT, true},                       {"", STRING, true},
-      {"%lX", UNSIGNED_LONG, true}, {"%d", LONG, false},         {"%lld", LONG, false},
-      {"%ld", INT, false},         {"%.2le", DOUBLE, true},      {"%Lf", DOUBLE, false},
+      {"%lX", UNSIGNED_LONG, true}, {"%d", LONG, true},          {"%lld", LONG, false},
+      {"%ld", INT, true},          {"%lc", INT, false},          {"%hu", UNSIGNED_LONG, true},
+      {"%.2le", DOUBLE, true},     {"%Lf", DOUBLE, false},       {"%f", INT, false},
       {"%d", DOUBLE, false},       {"%-20.5s", STRING, true},    {"%ls", STRING, false},
       {"%c", STRING, false},       {"%n", INT, false},           {"%*d", INT, false},
       {"%1$d", INT, false},        {"%d %d", INT, false},        {"abc%", STRING, false},
