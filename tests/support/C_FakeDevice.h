@@ -36,7 +36,6 @@ class C_FakeDevice : public C_Device {
     m_echoResult = i_result;
     RegisterOperation(i_name, this, &C_FakeDevice::Echo);
   }
-  using C_Device::AddOperation;
   int Echo(int argc, const char** argv) {
     m_lastArgs.assign(argv, argv + argc);
     return m_echoResult;

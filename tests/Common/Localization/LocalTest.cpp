@@ -138,20 +138,10 @@ TEST(C_Text, CopiesAreDeep) {
   EXPECT_NE(assigned.GetArg("a"), source.GetArg("a"));  // cloned, not shared
   EXPECT_EQ(assigned.GetMsgId(), 0x10001u);
   // Setting a name again overwrites the entry; the earlier argument is not
-  // deleted: its owner deletes it.
-  struct C_Counted : C_Text::C_StringArg {
-    explicit C_Counted(int& io_deleted) : C_StringArg("counted"), deleted(io_deleted) {}
-    ~C_Counted() override { ++deleted; }
-    int& deleted;
-  };
-  const C_Text::C_TextArg* alpha = source.GetArg("a");
-  int deleted = 0;
-  C_Counted* earlier = new C_Counted(deleted);
-  source.SetArg("a", earlier);
+  // deleted: its owner deletes it (a text that deleted it: a double free).
+  const C_Text::C_TextArg* earlier = source.GetArg("a");
   source.AddArg("a", std::string("replaced"));
   EXPECT_EQ(source.GetString("en_US"), "replaced 2.500000");
-  ASSERT_EQ(deleted, 0);
-  delete alpha;
   delete earlier;
   assigned = assigned;
   EXPECT_EQ(assigned.GetString("en_US"), "alpha 2.500000");
