@@ -1,7 +1,10 @@
 #include "tools/N_FileCommands.h"
 
 #include <fmt/core.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstdio>
 #include <sstream>
 
 #include "ddff/C_DDFF.h"
@@ -144,9 +147,16 @@ int DdffVerify(const S_Options& i_options, C_Printer& io_printer) {
 
 int Cloak(const S_Options& i_options, C_Printer& io_printer) {
   const std::vector<std::uint8_t> plain = N_FileIo::Read(i_options.input);
+  // The module writes in place: cloak into a temporary file beside the
+  // output and rename it only once it is whole, so a failure loses nothing.
+  std::string temporary = i_options.output + ".XXXXXX";
+  const int fd = mkstemp(&temporary[0]);
+  if (fd < 0) throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": cannot create the cloaked file");
+  fchmod(fd, 0644);
+  close(fd);
   C_CloakedFile file;
   try {
-    if (!file.OpenOutput(i_options.output)) {
+    if (!file.OpenOutput(temporary)) {
       throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": cannot create the cloaked file");
     }
     const std::uint32_t size = static_cast<std::uint32_t>(plain.size());
@@ -154,8 +164,15 @@ int Cloak(const S_Options& i_options, C_Printer& io_printer) {
       throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": cannot write the cloaked file");
     }
     file.Close();
+    if (std::rename(temporary.c_str(), i_options.output.c_str()) != 0) {
+      throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": cannot write the cloaked file");
+    }
   } catch (const C_CloakedFile::C_CloakException& e) {
+    unlink(temporary.c_str());
     throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": " + e.what());
+  } catch (...) {
+    unlink(temporary.c_str());
+    throw;
   }
   io_printer.Line(fmt::format("{}: {} bytes cloaked", i_options.output, plain.size()));
   io_printer.Json(json{{"file", i_options.output}, {"bytes", plain.size()}});
