@@ -274,7 +274,8 @@ def main():
     global VEKCTL, VEK_SIM_IMAGE
     if len(sys.argv) != 4 or sys.argv[3] not in ('fleet', 'ssh'):
         sys.exit(__doc__)
-    VEKCTL, VEK_SIM_IMAGE, which = sys.argv[1:]
+    VEKCTL, VEK_SIM_IMAGE = (os.path.abspath(path) for path in sys.argv[1:3])
+    which = sys.argv[3]
     missing = [tool for tool in ('ansible-playbook', 'ansible-galaxy', 'ansible-doc')
                if not shutil.which(tool)]
     if which == 'ssh':
