@@ -216,7 +216,7 @@ int C_LinuxDriver::ForwardCommand(Driver::S_Command* i_command, C_Device* i_devi
         std::min<std::uint32_t>(i_command->dataLength, static_cast<std::uint32_t>(node.sense.size()));
     std::memcpy(i_command->dataBuffer, node.sense.data(), length);
     i_command->dataLength = length;
-    KeepSense(i_device, {});
+    Keep(i_device, {}, node.detail);
     return N_LinuxResult::GOOD;
   }
 
@@ -274,7 +274,15 @@ int C_LinuxDriver::Send(Driver::S_Command& io_command, C_Device* i_device, const
     result = N_LinuxResult::Classify(reply, i_testUnitReady);
   }
   if (request.data) io_command.dataLength = reply.transferred;
-  KeepSense(i_device, result == N_LinuxResult::GOOD ? std::vector<std::uint8_t>() : reply.sense);
+  std::string detail;
+  if (reply.osError) {
+    detail = std::string("SG_IO: ") + std::strerror(reply.osError);
+  } else if (result == N_LinuxResult::TIMEOUT) {
+    detail = "no answer within " + std::to_string(i_timeout) + " s";
+  } else if (result == N_LinuxResult::TRANSPORT) {
+    detail = "host status " + std::to_string(reply.hostStatus);
+  }
+  Keep(i_device, result == N_LinuxResult::GOOD ? std::vector<std::uint8_t>() : reply.sense, detail);
   if (io_command.senseBuffer && io_command.senseLength && !reply.sense.empty()) {
     std::memcpy(io_command.senseBuffer, reply.sense.data(),
                 std::min<std::size_t>(io_command.senseLength, reply.sense.size()));
@@ -301,19 +309,30 @@ int C_LinuxDriver::Control(Driver::S_Command& io_command, C_Device* i_device,
       if (!m_options.force && !N_LinuxSysfs::InUse(m_options.root, i_node.device.block).empty()) {
         return N_LinuxResult::IN_USE;
       }
-      KeepSense(i_device, {});
-      return m_transport->Reset(i_node.fd, kind) == 0 ? N_LinuxResult::GOOD
-                                                      : N_LinuxResult::OS_ERROR;
+      Keep(i_device, {});
+      const int error = m_transport->Reset(i_node.fd, kind);
+      if (error == 0) return N_LinuxResult::GOOD;
+      Keep(i_device, {}, std::string("SG_SCSI_RESET: ") + std::strerror(error));
+      return N_LinuxResult::OS_ERROR;
     }
     default:
       return N_LinuxResult::INVALID_REQUEST;
   }
 }
 
-void C_LinuxDriver::KeepSense(C_Device* i_device, const std::vector<std::uint8_t>& i_sense) {
+void C_LinuxDriver::Keep(C_Device* i_device, const std::vector<std::uint8_t>& i_sense,
+                         const std::string& i_detail) {
   std::lock_guard<std::mutex> lock(m_mutex);
   auto it = m_nodes.find(i_device);
-  if (it != m_nodes.end()) it->second.sense = i_sense;
+  if (it == m_nodes.end()) return;
+  it->second.sense = i_sense;
+  it->second.detail = i_detail;
+}
+
+std::string C_LinuxDriver::LastDetail(C_Device* i_device) const {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  auto it = m_nodes.find(i_device);
+  return it == m_nodes.end() ? std::string() : it->second.detail;
 }
 
 std::vector<C_LinuxDriver::S_Skipped> C_LinuxDriver::Skipped() const {

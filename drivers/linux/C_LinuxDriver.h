@@ -81,6 +81,9 @@ class C_LinuxDriver : public C_Driver {
   // The sense data of the drive's last failed command, empty when its last
   // command succeeded.
   std::vector<std::uint8_t> LastSense(C_Device* i_device) const;
+  // What went wrong with the drive's last failed command beyond its code
+  // ("SG_IO: No such device", "no answer within 600 s"), "" when nothing.
+  std::string LastDetail(C_Device* i_device) const;
   const S_Options& Options() const { return m_options; }
 
  private:
@@ -90,6 +93,7 @@ class C_LinuxDriver : public C_Driver {
     bool ata = false;
     int fd = -1;
     std::vector<std::uint8_t> sense;
+    std::string detail;
   };
 
   bool Knows(const std::string& i_key) const;
@@ -99,7 +103,8 @@ class C_LinuxDriver : public C_Driver {
   int Send(Driver::S_Command& io_command, C_Device* i_device, const S_Node& i_node,
            const std::uint8_t* i_cdb, std::uint8_t i_cdbLength, unsigned i_timeout,
            bool i_testUnitReady);
-  void KeepSense(C_Device* i_device, const std::vector<std::uint8_t>& i_sense);
+  void Keep(C_Device* i_device, const std::vector<std::uint8_t>& i_sense,
+            const std::string& i_detail = std::string());
 
   S_Options m_options;
   std::unique_ptr<C_SgTransport> m_transport;
