@@ -11,8 +11,9 @@ namespace {
 
 // ATA error and status registers from the sense data of a failed ATA
 // PASS-THROUGH: the ATA Status Return descriptor (type 09h) of descriptor
-// sense, or the information bytes 3 and 4 of fixed sense. False when
-// neither is there.
+// sense; in fixed sense the information bytes 3 and 4 when VALID is set,
+// else bytes 8 and 9, where Linux 6.1's libata puts them. False when
+// there is no such data.
 bool AtaRegisters(const std::vector<std::uint8_t>& i_sense, int& o_error, int& o_status) {
   if (i_sense.size() >= 8 && (i_sense[0] & 0x7F) == 0x72) {
     for (std::size_t at = 8; at + 13 < i_sense.size() && at < 8u + i_sense[7];
@@ -25,9 +26,10 @@ bool AtaRegisters(const std::vector<std::uint8_t>& i_sense, int& o_error, int& o
     }
     return false;
   }
-  if (i_sense.size() >= 5 && (i_sense[0] & 0x7F) == 0x70) {
-    o_error = i_sense[3];
-    o_status = i_sense[4];
+  if (i_sense.size() >= 10 && (i_sense[0] & 0x7F) == 0x70) {
+    const std::size_t at = (i_sense[0] & 0x80) ? 3 : 8;
+    o_error = i_sense[at];
+    o_status = i_sense[at + 1];
     return true;
   }
   return false;

@@ -169,22 +169,34 @@ bool C_LinuxDriver::FindDeviceChildren(C_Device* i_device) {
 
 bool C_LinuxDriver::IsAta(int i_fd, const N_LinuxSysfs::S_ScsiDevice& i_device) {
   if (i_device.vendor == "ATA") return true;
-  // A SCSI/ATA translation layer lists the ATA Information page.
-  std::uint8_t pages[255] = {};
-  const std::uint8_t cdb[6] = {OP_INQUIRY, 0x01, 0x00, 0x00, sizeof(pages), 0x00};
+  // A SCSI/ATA translation layer lists the ATA Information page; emulated
+  // disks may list it too, so the drive must also answer IDENTIFY DEVICE
+  // through ATA PASS-THROUGH.
+  std::uint8_t data[512] = {};
+  const std::uint8_t pages[6] = {OP_INQUIRY, 0x01, 0x00, 0x00, 255, 0x00};
+  const std::uint8_t identify[12] = {OP_ATA_BLOCK, 0x01, N_AtaPassThrough::ATA_IDENTIFY_DEVICE};
+  N_AtaPassThrough::T_Cdb16 ata;
+  std::string why;
+  N_AtaPassThrough::Translate(identify, sizeof(identify), sizeof(data), ata, why);
   C_SgTransport::S_Request request;
-  request.cdb = cdb;
-  request.cdbLength = sizeof(cdb);
-  request.data = pages;
-  request.dataLength = sizeof(pages);
+  request.cdb = pages;
+  request.cdbLength = sizeof(pages);
+  request.data = data;
+  request.dataLength = 255;
   request.direction = Driver::DIRECTION_IN;
   request.timeoutSeconds = m_options.commandTimeout;
-  const C_SgTransport::S_Reply reply = m_transport->Send(i_fd, request);
+  C_SgTransport::S_Reply reply = m_transport->Send(i_fd, request);
   if (N_LinuxResult::Classify(reply, false) != N_LinuxResult::GOOD || reply.transferred < 4) {
     return false;
   }
-  const std::size_t end = std::min<std::size_t>(reply.transferred, 4u + pages[3]);
-  return std::find(pages + 4, pages + end, ATA_INFORMATION_PAGE) != pages + end;
+  const std::size_t end = std::min<std::size_t>(reply.transferred, 4u + data[3]);
+  if (std::find(data + 4, data + end, ATA_INFORMATION_PAGE) == data + end) return false;
+  request.cdb = ata.data();
+  request.cdbLength = static_cast<std::uint8_t>(ata.size());
+  request.dataLength = sizeof(data);
+  reply = m_transport->Send(i_fd, request);
+  return N_LinuxResult::Classify(reply, false) == N_LinuxResult::GOOD &&
+         reply.transferred == sizeof(data);
 }
 
 int C_LinuxDriver::ForwardCommand(Driver::S_Command* i_command, C_Device* i_device) {

@@ -20,8 +20,8 @@ class C_Device;
 // Discovery (sysfs under S_Options::root): one C_LinuxHost per SCSI host
 // that has devices; below it one target per disk (peripheral device type
 // 0) whose /dev/sgN opens: a C_AtaTarget for a SATA disk (INQUIRY vendor
-// "ATA", or the ATA Information VPD page 0x89 listed), else a
-// C_ScsiTarget. Devices that are not disks, and disks whose node cannot be
+// "ATA", or the ATA Information VPD page 0x89 listed and IDENTIFY DEVICE
+// answered through ATA PASS-THROUGH), else a C_ScsiTarget. Devices that are not disks, and disks whose node cannot be
 // opened, are not created; Skipped() says why. Each discovery keeps the
 // devices that exist and adds new ones.
 //

@@ -43,6 +43,7 @@ class C_FakeTransport : public C_SgTransport {
   std::vector<std::string> opened;
   int resets = 0;
   bool listsPage89 = false;
+  bool identifies = true;  // answers IDENTIFY DEVICE through ATA PASS-THROUGH
 
   int Open(const std::string& i_path, int& o_errno) override {
     struct stat info;
@@ -72,7 +73,7 @@ class C_FakeTransport : public C_SgTransport {
       data = {0, 0, 0, 3, 0x00, 0x80, static_cast<std::uint8_t>(listsPage89 ? 0x89 : 0x83)};
     } else if (cdb[0] == 0x12 && cdb[2] == 0x80) {
       data = {0, 0x80, 0, 4, 'S', 'N', '4', '2'};
-    } else if (cdb[0] == 0x85 && cdb[14] == 0xEC) {
+    } else if (cdb[0] == 0x85 && cdb[14] == 0xEC && identifies) {
       data.assign(512, ' ');
       const std::pair<int, std::string> fields[] = {
           {20, "QZ5A000X    "}, {46, "QZTA2001"}, {54, "QZA-AT5-00      "}};
@@ -123,10 +124,11 @@ class C_LinuxDriverTest : public ::testing::Test {
   }
 
   // Builds the tree on a driver with m_options; returns the devices by id.
-  std::map<std::string, C_Device*> Start(bool i_listsPage89 = false) {
+  std::map<std::string, C_Device*> Start(bool i_listsPage89 = false, bool i_identifies = true) {
     Stop();
     m_transport = new C_FakeTransport();
     m_transport->listsPage89 = i_listsPage89;
+    m_transport->identifies = i_identifies;
     m_options.root = m_dir.Path();
     m_driver = new C_LinuxDriver(m_options, std::unique_ptr<C_SgTransport>(m_transport));
     m_root.reset(new C_Root());
@@ -184,9 +186,12 @@ TEST_F(C_LinuxDriverTest, DiscoversDisksAndSaysWhyOthersAreSkipped) {
   EXPECT_EQ(skipped[1].reason, "cannot open /dev/sg2: No such file or directory");
 }
 
-TEST_F(C_LinuxDriverTest, ListingVpdPage89MakesAnAtaTarget) {
-  EXPECT_EQ(dynamic_cast<C_AtaTarget*>(Start(false)["sdb"]), nullptr);
-  EXPECT_NE(dynamic_cast<C_AtaTarget*>(Start(true)["sdb"]), nullptr);
+// Not vendor "ATA": a SATA disk behind a translation layer lists VPD page
+// 0x89 and answers IDENTIFY DEVICE; an emulated disk may only list the page.
+TEST_F(C_LinuxDriverTest, VpdPage89AndIdentifyMakeAnAtaTarget) {
+  EXPECT_EQ(dynamic_cast<C_AtaTarget*>(Start(false, false)["sdb"]), nullptr);
+  EXPECT_EQ(dynamic_cast<C_AtaTarget*>(Start(true, false)["sdb"]), nullptr);
+  EXPECT_NE(dynamic_cast<C_AtaTarget*>(Start(true, true)["sdb"]), nullptr);
 }
 
 TEST_F(C_LinuxDriverTest, RetriesAUnitAttentionOnceAndKeepsTheSense) {
