@@ -48,16 +48,5 @@ TEST(N_AtaPassThrough, TranslatesTheTargetsBlocksByteForByte) {
   }
 }
 
-TEST(N_AtaPassThrough, SwapsOnlyTheIdentifyStrings) {
-  T_Bytes data(512, 0);
-  const std::string swapped = "QZA-AT5-00";  // "ZQ-ATA-500" as the drive stores it
-  std::copy(swapped.begin(), swapped.end(), data.begin() + 54);
-  data[10] = 0x12;
-  data[11] = 0x34;
-  N_AtaPassThrough::SwapIdentifyStrings(data.data(), data.size());
-  EXPECT_EQ(std::string(data.begin() + 54, data.begin() + 64), "ZQ-ATA-500");
-  EXPECT_EQ(data[10], 0x12);  // words outside the strings stay as they are
-}
-
 }  // namespace
 #endif

@@ -2,7 +2,7 @@
 # The test guest's init: loads the kernel's SCSI stack, sets up scsi_debug
 # disks beside the AHCI disk, runs the cases and prints one line per case on
 # the serial console, "VMCASE <name> PASS|FAIL <what was seen>", then
-# "VMDONE" and powers off. tests/vm/vm.sh built the image and judges it.
+# "VMDONE" and powers off. vm/boot.sh built the image and judges it.
 /bin/busybox --install -s /bin
 export PATH=/bin:/usr/bin LC_ALL=C
 mkdir -p /proc /sys /dev /tmp /mnt

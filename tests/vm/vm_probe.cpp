@@ -1,6 +1,6 @@
 // vek-vm-probe: runs inside the test guest against the kernel's own SCSI
 // stack (scsi_debug, libata behind AHCI) and prints one line per case,
-// "VMCASE <name> PASS|FAIL <what was seen>", for tests/vm/vm.sh to judge.
+// "VMCASE <name> PASS|FAIL <what was seen>", for vm/boot.sh to judge.
 //
 //   vek-vm-probe ops SCSI-DISK    every named operation of the SCSI target
 //   vek-vm-probe flash SCSI-DISK  "Flash" in 32 KiB segments, new revision

@@ -1,19 +1,20 @@
 #!/usr/bin/env bash
-# The real-kernel tests: a QEMU guest (software emulation) with a Debian
-# kernel, a busybox initramfs and vek's programs runs tests/vm/guest.sh,
-# which reports one line per case on its serial port.
+# The QEMU guest of the real-kernel tests and of the flash benchmark: a
+# Debian kernel (software emulation), a busybox initramfs and vek's
+# programs; the guest's init reports on its serial port.
 #
-#   vm.sh boot BUILD_DIR WORK_DIR [MODE]  fetch the kernel (once), build the
-#                                         initramfs, boot, keep the serial log
-#   vm.sh case NAME WORK_DIR              judge one case from the log
+#   boot.sh boot BUILD_DIR WORK_DIR [MODE]  fetch the kernel (once), build the
+#                                           initramfs, boot, keep the serial log
+#   boot.sh case NAME WORK_DIR              judge one test case from the log
 #
-# MODE "test" (default) runs tests/vm/guest.sh, "bench" bench/vm-flash.sh.
+# MODE "test" (default) runs tests/vm/guest.sh, which prints one line per
+# case; "bench" runs bench/vm/guest.sh.
 # The kernel package is fetched with apt-get download and unpacked with
 # dpkg-deb into WORK_DIR, never installed. Exit 77 (a skip) with the reason
 # when QEMU, busybox or the kernel package cannot be had.
 set -uo pipefail
 HERE=$(cd "$(dirname "$0")" && pwd)
-SOURCE=$(cd "$HERE/../.." && pwd)
+SOURCE=$(cd "$HERE/.." && pwd)
 KERNEL_PACKAGE=linux-image-amd64
 # Loaded in this order (the generic kernel's modules carry no modules.dep).
 MODULES="scsi_common scsi_mod crct10dif_common crc_t10dif crc64 crc64_rocksoft t10_pi sd_mod sg
@@ -68,18 +69,19 @@ build_initramfs() {
   done
   echo $order >"$ROOT/modules.order"
   local vekctl=$BUILD/tools/vekctl probe=$BUILD/tests/vm/vek-vm-probe
+  [ "$MODE" = bench ] && probe=$BUILD/bench/vm/vek-vm-bench
   add "$vekctl" "$probe"
   ln -s "$vekctl" "$ROOT/usr/bin/vekctl"
-  ln -s "$probe" "$ROOT/usr/bin/vek-vm-probe"
+  ln -s "$probe" "$ROOT/usr/bin/$(basename "$probe")"
   # The module's message catalogs lie beside it.
   local module
   module=$(ldd "$vekctl" | sed -n 's/.*libvek\.so[^ ]* => \([^ ]*\).*/\1/p')
   cp -r "$BUILD/locale" "$ROOT$(dirname "$module")/" 2>/dev/null || true
   if [ "$MODE" = bench ]; then
     add "$(command -v sg_write_buffer)"
-    cp "$SOURCE/bench/vm-flash.sh" "$ROOT/init"
+    cp "$SOURCE/bench/vm/guest.sh" "$ROOT/init"
   else
-    cp "$HERE/guest.sh" "$ROOT/init"
+    cp "$SOURCE/tests/vm/guest.sh" "$ROOT/init"
   fi
   chmod +x "$ROOT/init"
   (cd "$ROOT" && find . | "$BUSYBOX" cpio -o -H newc >"$WORK/initramfs.cpio" 2>/dev/null)
@@ -91,6 +93,7 @@ boot() {
   command -v qemu-system-x86_64 >/dev/null || skip "qemu-system-x86_64 is not installed (qemu-system-x86)"
   BUSYBOX=$(command -v busybox) || skip "busybox is not installed (busybox-static)"
   command -v apt-get >/dev/null || skip "no apt-get to fetch the kernel with"
+  [ "$MODE" = test ] || command -v sg_write_buffer >/dev/null || skip "sg_write_buffer is not installed (sg3-utils)"
   fetch_kernel
   build_initramfs
   truncate -s 16M "$WORK/ata.img"
@@ -102,7 +105,7 @@ boot() {
     -device ahci,id=ahci -drive if=none,id=d0,file="$WORK/ata.img",format=raw \
     -device ide-hd,drive=d0,bus=ahci.0,model=ZQ-ATA-500,serial=ZQA500X1,ver=ZQAT0210
   echo "guest ran $((SECONDS - start)) s"
-  grep -E '^VM(CASE|LOG)' "$WORK/serial.log" | cut -c1-300
+  grep -aE '^VM(CASE|LOG|BENCH)' "$WORK/serial.log" | cut -c1-900
   grep -q '^VMDONE' "$WORK/serial.log" || { echo "the guest did not finish:"; tail -n 30 "$WORK/serial.log"; exit 1; }
 }
 
@@ -118,5 +121,5 @@ judge() {
 case ${1:-} in
   boot) boot "$2" "$3" "${4:-test}" ;;
   case) judge "$2" "$3" ;;
-  *) sed -n '2,13p' "$0"; exit 2 ;;
+  *) sed -n '2,14p' "$0"; exit 2 ;;
 esac
