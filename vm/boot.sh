@@ -88,8 +88,9 @@ build_initramfs() {
 }
 
 boot() {
-  BUILD=$1 WORK=$2 MODE=${3:-test}
-  mkdir -p "$WORK" && rm -f "$WORK/skip" "$WORK/serial.log"
+  MODE=${3:-test}
+  BUILD=$(cd "$1" && pwd) && mkdir -p "$2" && WORK=$(cd "$2" && pwd) || exit 1
+  rm -f "$WORK/skip" "$WORK/serial.log"
   command -v qemu-system-x86_64 >/dev/null || skip "qemu-system-x86_64 is not installed (qemu-system-x86)"
   BUSYBOX=$(command -v busybox) || skip "busybox is not installed (busybox-static)"
   command -v apt-get >/dev/null || skip "no apt-get to fetch the kernel with"

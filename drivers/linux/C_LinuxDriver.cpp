@@ -250,9 +250,7 @@ int C_LinuxDriver::ForwardCommand(Driver::S_Command* i_command, C_Device* i_devi
     readOnly = Contains(READ_ONLY_ATA_COMMANDS, ataCommand);
     download = Contains(ATA_DOWNLOAD_COMMANDS, ataCommand);
   }
-  if (!readOnly && !m_options.force && !N_LinuxSysfs::InUse(m_options.root, node.device.block).empty()) {
-    return N_LinuxResult::IN_USE;
-  }
+  if (!readOnly && !MayChange(i_device, node)) return N_LinuxResult::IN_USE;
   const int result =
       Send(*i_command, i_device, node, cdb, cdbLength,
            download ? m_options.downloadTimeout : m_options.commandTimeout,
@@ -318,9 +316,7 @@ int C_LinuxDriver::Control(Driver::S_Command& io_command, C_Device* i_device,
     case Driver::CONTROL_RESET: {
       const int kind = io_command.cdbLength >= 2 ? io_command.cdb[1] : 1;
       if (kind < 1 || kind > 4) return N_LinuxResult::INVALID_REQUEST;
-      if (!m_options.force && !N_LinuxSysfs::InUse(m_options.root, i_node.device.block).empty()) {
-        return N_LinuxResult::IN_USE;
-      }
+      if (!MayChange(i_device, i_node)) return N_LinuxResult::IN_USE;
       Keep(i_device, {});
       const int error = m_transport->Reset(i_node.fd, kind);
       if (error == 0) return N_LinuxResult::GOOD;
@@ -330,6 +326,17 @@ int C_LinuxDriver::Control(Driver::S_Command& io_command, C_Device* i_device,
     default:
       return N_LinuxResult::INVALID_REQUEST;
   }
+}
+
+bool C_LinuxDriver::MayChange(C_Device* i_device, const S_Node& i_node) {
+  if (m_options.force) return true;
+  const auto now = std::chrono::steady_clock::now();
+  if (now - i_node.foundFree < std::chrono::seconds(1)) return true;
+  if (!N_LinuxSysfs::InUse(m_options.root, i_node.device.block).empty()) return false;
+  std::lock_guard<std::mutex> lock(m_mutex);
+  auto it = m_nodes.find(i_device);
+  if (it != m_nodes.end()) it->second.foundFree = now;
+  return true;
 }
 
 void C_LinuxDriver::Keep(C_Device* i_device, const std::vector<std::uint8_t>& i_sense,

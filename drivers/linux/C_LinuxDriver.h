@@ -1,6 +1,7 @@
 #ifndef VEK_DRIVERS_LINUX_C_LINUXDRIVER_H
 #define VEK_DRIVERS_LINUX_C_LINUXDRIVER_H
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -40,7 +41,9 @@ class C_Device;
 // REQUEST SENSE, TEST UNIT READY, MODE SENSE, the other reads of its
 // state, and IDENTIFY DEVICE) is refused with IN_USE, and nothing is sent,
 // while the drive is mounted, holds a mounted partition or active swap, or
-// is held by md, LVM or device-mapper, unless S_Options::force.
+// is held by md, LVM or device-mapper, unless S_Options::force. A drive
+// found free is not looked at again for a second, so a download of many
+// segments reads the mount table about once a second, not once a segment.
 //
 // Threads: commands to distinct drives may run at once; the driver's own
 // state is locked, the drive's command runs outside the lock.
@@ -94,10 +97,13 @@ class C_LinuxDriver : public C_Driver {
     int fd = -1;
     std::vector<std::uint8_t> sense;
     std::string detail;
+    std::chrono::steady_clock::time_point foundFree;  // last time found not in use
   };
 
   bool Knows(const std::string& i_key) const;
   bool IsAta(int i_fd, const N_LinuxSysfs::S_ScsiDevice& i_device);
+  // False when the drive is in use (and force is off).
+  bool MayChange(C_Device* i_device, const S_Node& i_node);
   int Control(Driver::S_Command& io_command, C_Device* i_device, const S_Node& i_node);
   // Sends one block, once more after a unit attention; keeps the sense.
   int Send(Driver::S_Command& io_command, C_Device* i_device, const S_Node& i_node,

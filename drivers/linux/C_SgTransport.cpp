@@ -19,13 +19,25 @@ const int SENSE_MAX = 252;
 const int SG_SCSI_RESET_TARGET = 4;
 #endif  // the most a fixed or descriptor sense can hold
 
-struct S_PtDeleter {
-  void operator()(sg_pt_base* i_object) const { destruct_scsi_pt_obj(i_object); }
-};
-
 }  // namespace
 
+struct C_SgTransport::S_Node {
+  std::mutex mutex;
+  sg_pt_base* object = nullptr;
+  ~S_Node() {
+    if (object) destruct_scsi_pt_obj(object);
+  }
+};
+
+C_SgTransport::C_SgTransport() = default;
 C_SgTransport::~C_SgTransport() = default;
+
+C_SgTransport::S_Node* C_SgTransport::Node(int i_fd) {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  std::unique_ptr<S_Node>& node = m_nodes[i_fd];
+  if (!node) node.reset(new S_Node());
+  return node.get();
+}
 
 int C_SgTransport::Open(const std::string& i_path, int& o_errno) {
   // O_NONBLOCK: the open never waits for a device that is being set up;
@@ -36,28 +48,39 @@ int C_SgTransport::Open(const std::string& i_path, int& o_errno) {
 }
 
 void C_SgTransport::Close(int i_fd) {
-  if (i_fd >= 0) close(i_fd);
+  if (i_fd < 0) return;
+  {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_nodes.erase(i_fd);
+  }
+  close(i_fd);
 }
 
 C_SgTransport::S_Reply C_SgTransport::Send(int i_fd, const S_Request& i_request) {
   S_Reply reply;
-  std::unique_ptr<sg_pt_base, S_PtDeleter> object(construct_scsi_pt_obj());
-  if (!object) {
-    reply.osError = ENOMEM;
-    return reply;
-  }
-  std::uint8_t sense[SENSE_MAX] = {};
-  set_scsi_pt_cdb(object.get(), i_request.cdb, i_request.cdbLength);
-  set_scsi_pt_sense(object.get(), sense, sizeof(sense));
-  if (i_request.data && i_request.dataLength) {
-    if (i_request.direction == Driver::DIRECTION_IN) {
-      set_scsi_pt_data_in(object.get(), i_request.data, static_cast<int>(i_request.dataLength));
-    } else if (i_request.direction == Driver::DIRECTION_OUT) {
-      set_scsi_pt_data_out(object.get(), i_request.data, static_cast<int>(i_request.dataLength));
+  S_Node* node = Node(i_fd);
+  std::lock_guard<std::mutex> lock(node->mutex);
+  if (node->object) {
+    partial_clear_scsi_pt_obj(node->object);  // keeps the descriptor and its type
+  } else {
+    node->object = construct_scsi_pt_obj_with_fd(i_fd, 0);
+    if (!node->object) {
+      reply.osError = ENOMEM;
+      return reply;
     }
   }
-  const int started =
-      do_scsi_pt(object.get(), i_fd, static_cast<int>(i_request.timeoutSeconds), 0);
+  sg_pt_base* object = node->object;
+  std::uint8_t sense[SENSE_MAX] = {};
+  set_scsi_pt_cdb(object, i_request.cdb, i_request.cdbLength);
+  set_scsi_pt_sense(object, sense, sizeof(sense));
+  if (i_request.data && i_request.dataLength) {
+    if (i_request.direction == Driver::DIRECTION_IN) {
+      set_scsi_pt_data_in(object, i_request.data, static_cast<int>(i_request.dataLength));
+    } else if (i_request.direction == Driver::DIRECTION_OUT) {
+      set_scsi_pt_data_out(object, i_request.data, static_cast<int>(i_request.dataLength));
+    }
+  }
+  const int started = do_scsi_pt(object, i_fd, static_cast<int>(i_request.timeoutSeconds), 0);
   if (started < 0) {
     reply.osError = -started;
     return reply;
@@ -66,14 +89,14 @@ C_SgTransport::S_Reply C_SgTransport::Send(int i_fd, const S_Request& i_request)
     reply.osError = started == SCSI_PT_DO_NOT_SUPPORTED ? ENOTSUP : EINVAL;
     return reply;
   }
-  reply.osError = get_scsi_pt_os_err(object.get());
-  reply.hostStatus = get_scsi_pt_transport_err(object.get());
+  reply.osError = get_scsi_pt_os_err(object);
+  reply.hostStatus = get_scsi_pt_transport_err(object);
   reply.driverError = reply.hostStatus == 0 &&
-                      get_scsi_pt_result_category(object.get()) == SCSI_PT_RESULT_TRANSPORT_ERR;
-  reply.status = get_scsi_pt_status_response(object.get());
-  const int senseLength = get_scsi_pt_sense_len(object.get());
+                      get_scsi_pt_result_category(object) == SCSI_PT_RESULT_TRANSPORT_ERR;
+  reply.status = get_scsi_pt_status_response(object);
+  const int senseLength = get_scsi_pt_sense_len(object);
   if (senseLength > 0) reply.sense.assign(sense, sense + std::min(senseLength, SENSE_MAX));
-  const int resid = get_scsi_pt_resid(object.get());
+  const int resid = get_scsi_pt_resid(object);
   reply.transferred = i_request.data ? i_request.dataLength - static_cast<std::uint32_t>(
                                            std::min<long>(std::max(resid, 0), i_request.dataLength))
                                      : 0;

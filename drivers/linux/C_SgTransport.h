@@ -2,6 +2,9 @@
 #define VEK_DRIVERS_LINUX_C_SGTRANSPORT_H
 
 #include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -12,8 +15,12 @@
 // with libsgutils2's pass-through layer (sg_pt); tests give the driver a
 // transport of their own and never touch a device.
 //
-// Threads: Send and Reset may run on several threads at once for distinct
-// descriptors.
+// Each open node keeps one pass-through object, cleared between commands,
+// so a command costs no allocation or device probe of its own.
+//
+// Threads: Send and Reset may run on several threads at once; commands to
+// one descriptor are serialised.
+struct sg_pt_base;
 class C_SgTransport {
  public:
   struct S_Request {
@@ -40,7 +47,10 @@ class C_SgTransport {
     std::uint32_t transferred = 0;  // bytes that moved, either way
   };
 
+  C_SgTransport();
   virtual ~C_SgTransport();
+  C_SgTransport(const C_SgTransport&) = delete;
+  C_SgTransport& operator=(const C_SgTransport&) = delete;
 
   // A descriptor for the node (read-write), or -1 with o_errno set.
   virtual int Open(const std::string& i_path, int& o_errno);
@@ -49,6 +59,13 @@ class C_SgTransport {
   // SG_SCSI_RESET of kind 1 logical unit, 2 target, 3 bus, 4 host: 0 or an
   // errno.
   virtual int Reset(int i_fd, int i_kind);
+
+ private:
+  struct S_Node;
+  S_Node* Node(int i_fd);
+
+  std::mutex m_mutex;
+  std::map<int, std::unique_ptr<S_Node>> m_nodes;
 };
 
 #endif
