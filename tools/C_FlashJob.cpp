@@ -6,6 +6,7 @@
 
 #include "ddff/C_DDFF.h"
 #include "tools/N_DriveSense.h"
+#include "tools/N_LinuxFlash.h"
 #include "tools/N_Messages.h"
 #include "tools/N_StandardProgram.h"
 
@@ -32,10 +33,15 @@ std::uint64_t C_FlashJob::TransferSize() const {
   return request.GetRequestSize() + 4u;
 }
 
-std::uint64_t C_FlashJob::Limit() const { return IsDeferred() ? DEFERRED_LIMIT : DIRECT_LIMIT; }
+std::uint64_t C_FlashJob::Limit() const {
+  if (IsDeferred()) return DEFERRED_LIMIT;
+  return N_LinuxFlash::WholeImage(m_host, m_device) ? N_LinuxFlash::ATA_WHOLE_IMAGE_LIMIT
+                                                    : DIRECT_LIMIT;
+}
 
 std::string C_FlashJob::Method() const {
   if (IsDeferred()) return "deferred request";
+  if (N_LinuxFlash::WholeImage(m_host, m_device)) return "direct (DOWNLOAD MICROCODE, whole image)";
   return m_device.kind == "ATA" ? "direct (DOWNLOAD MICROCODE)" : "direct (WRITE BUFFER)";
 }
 
@@ -74,14 +80,24 @@ void C_FlashJob::Run() {
 }
 
 void C_FlashJob::RunDirect(C_Host::C_Session& io_session) {
-  m_outcome.status = m_host.Call(
-      m_device, {"Flash", std::to_string(m_image.size()), Address(m_image.data())}, &io_session);
+  if (N_LinuxFlash::WholeImage(m_host, m_device)) {
+    // One DOWNLOAD MICROCODE with save of the whole image, then the drive
+    // is identified again.
+    m_outcome.status = m_host.Call(
+        m_device, {"WriteBuffer", "7", Address(m_image.data()), "0", std::to_string(m_image.size())},
+        &io_session);
+    if (m_outcome.status == 0) m_outcome.status = m_host.Call(m_device, {"Inquiry"}, &io_session);
+  } else {
+    m_outcome.status = m_host.Call(
+        m_device, {"Flash", std::to_string(m_image.size()), Address(m_image.data())}, &io_session);
+  }
   if (m_outcome.status == 0) {
     m_outcome.newRevision = m_host.Attribute(m_device, "FirmwareRev", &io_session);
     Judge();
     return;
   }
   m_outcome.verdict = VERDICT_FAILED;
+  const std::string detail = N_LinuxFlash::Detail(m_host, m_device);
   m_outcome.hasSense = N_DriveSense::Fetch(m_host, m_device, &io_session, m_outcome.sense);
   // Identify the drive again: the revision it runs now, not the one cached.
   if (m_host.Call(m_device, {"Inquiry"}, &io_session) == 0) {
@@ -95,6 +111,7 @@ void C_FlashJob::RunDirect(C_Host::C_Session& io_session) {
           N_Sense::Summary(m_outcome.sense.key, m_outcome.sense.asc, m_outcome.sense.ascq);
   } else {
     why = "flash failed: " + N_Messages::Status(m_outcome.status);
+    if (!detail.empty()) why += " (" + detail + ")";
     if (m_outcome.hasSense) {
       why += "; drive reports " +
              N_Sense::Summary(m_outcome.sense.key, m_outcome.sense.asc, m_outcome.sense.ascq);

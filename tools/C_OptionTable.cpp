@@ -14,7 +14,8 @@ namespace {
 const char FOOTER[] =
     "Exit status: 0 success, 1 usage error, 2 device not found, 3 an operation\n"
     "failed, 4 verification failed, 5 some drives of a fleet flash failed.\n"
-    "DEVICE: a device id (\"hba0:1\"), serial:S, or the path that \"list\" prints.";
+    "DEVICE: a device id (\"hba0:1\", \"sdb\"), serial:S, or the path that \"list\" prints;\n"
+    "with --driver linux also /dev/sdb, sg1, /dev/sg1 or 1:0:0:0.";
 
 }  // namespace
 
@@ -59,6 +60,12 @@ void C_OptionTable::AddGlobalOptions() {
                    "locale of the module's messages (default: the environment's)");
   m_app.add_option("--module", m_options.module,
                    "libvek.so to load (default: the one vekctl was built with)");
+  m_app.add_option("--timeout", m_options.timeout,
+                   "linux: seconds a WRITE BUFFER or DOWNLOAD MICROCODE may take (default 600)")
+      ->check(CLI::Range(1u, 86400u));
+  m_app.add_flag("--force", m_options.force,
+                 "linux: send to drives that are mounted, hold swap, or are held by md, LVM "
+                 "or device-mapper, and flash drives without a serial number");
 }
 
 void C_OptionTable::AddDeviceCommands() {

@@ -17,6 +17,7 @@
 #include "tools/C_Progress.h"
 #include "tools/N_ExitStatus.h"
 #include "tools/N_FileIo.h"
+#include "tools/N_LinuxFlash.h"
 #include "tools/N_Messages.h"
 #include "tools/N_Trace.h"
 
@@ -280,6 +281,7 @@ int Run(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
     }
     jobs.emplace_back(new C_FlashJob(io_host, device, image, i_options.expect));
     CheckSize(i_options, *jobs.back(), image.size());
+    N_LinuxFlash::Check(i_options, io_host, *jobs.back(), image.size());
   }
   json document = {{"image", {{"path", i_options.image}, {"bytes", image.size()}}},
                    {"skipped", skipped}};

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "drivers/linux/N_LinuxResult.h"
 #include "module/E_Status.h"
 
 #include "Common/Localization/VekMessages.h"
@@ -17,7 +18,11 @@ void SetLocale(const std::string& i_locale) {
   }
 }
 
-std::string Status(int i_status) { return N_VekMessages::StatusText(i_status).GetString(); }
+std::string Status(int i_status) {
+  // The Linux driver's codes carry their meaning in its own table.
+  if (N_LinuxResult::IsDriverCode(i_status)) return N_LinuxResult::Describe(i_status);
+  return N_VekMessages::StatusText(i_status).GetString();
+}
 std::string Compared(int i_result) { return N_VekMessages::ComparedText(i_result).GetString(); }
 std::string FlashSuccess() {
   return N_VekMessages::Text(N_VekMessages::MSG_FLASH_SUCCESS).GetString();

@@ -38,6 +38,8 @@ struct S_Options {
   std::string fleet;     // --fleet
   std::string locale;    // --locale
   std::string module;    // --module: libvek.so to load
+  unsigned timeout = 0;  // --timeout: seconds for a download command (linux); 0 default
+  bool force = false;    // --force: drives in use too (linux)
 
   // Positional arguments of the commands.
   std::string device;                  // show, ops, call, defer *

@@ -204,7 +204,7 @@ TEST(VekctlDeviceTest, UsageErrorsExitWithOne) {
       {"--driver", "scsi", "list"},
       {"ddff", "build", "image.fw"},
       {"ddff", "build", "image.fw", "-o", "x", "--flags", "turbo"},
-      {"--driver", "linux", "list"},
+      {"--driver", "linux", "--timeout", "0", "list"},
   };
   for (const auto& args : calls) {
     SCOPED_TRACE(testing::PrintToString(args));
