@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "tools/C_Printer.h"
 #include "tools/N_ExitStatus.h"
 
 #ifndef VEKCTL_VERSION
@@ -40,7 +41,11 @@ CLI::App* C_OptionTable::Command(CLI::App* i_parent, const std::string& i_name,
   CLI::App* command = i_parent->add_subcommand(i_name, i_help);
   command->require_subcommand(0);
   S_Options& options = m_options;
-  command->final_callback([&options, i_command]() { options.command = i_command; });
+  const std::string name = i_parent == &m_app ? i_name : i_parent->get_name() + " " + i_name;
+  command->final_callback([&options, i_command, name]() {
+    options.command = i_command;
+    options.commandName = name;
+  });
   return command;
 }
 
@@ -185,7 +190,8 @@ int C_OptionTable::Parse(int argc, const char* const* argv) {
     // --json holds even for a command line that did not parse.
     for (int i = 1; i < argc && std::string(argv[i]) != "--"; ++i) {
       if (std::string(argv[i]) == "--json") {
-        const nlohmann::json document = {{"error", message}, {"exitStatus", N_ExitStatus::USAGE}};
+        const nlohmann::json document = C_Printer::Envelope(
+            nlohmann::json::object(), ParsedCommand(), N_ExitStatus::USAGE, message);
         std::printf("%s\n", document.dump(2).c_str());
         break;
       }
@@ -193,6 +199,15 @@ int C_OptionTable::Parse(int argc, const char* const* argv) {
     return N_ExitStatus::USAGE;
   }
   return -1;
+}
+
+std::string C_OptionTable::ParsedCommand() const {
+  std::string name;
+  for (const CLI::App* app = &m_app; !app->get_subcommands().empty();) {
+    app = app->get_subcommands().front();
+    name += (name.empty() ? "" : " ") + app->get_name();
+  }
+  return name;
 }
 
 std::vector<std::string> C_OptionTable::CommandPaths() {

@@ -35,6 +35,8 @@ class C_OptionTable {
   void AddDdff();
   void AddFileCommands();
   void AddSim();
+  // The subcommands the parse got to, as typed ("defer status"); "" for none.
+  std::string ParsedCommand() const;
   // A subcommand that sets o_options.command when it is chosen.
   CLI::App* Command(CLI::App* i_parent, const std::string& i_name, const std::string& i_help,
                     S_Options::E_Command i_command);

@@ -144,8 +144,7 @@ int Call(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
                        {"arguments", i_options.arguments},
                        {"status", status},
                        {"meaning", meaning},
-                       {"changed", changed},
-                       {"exitStatus", exitStatus}});
+                       {"changed", changed}});
   return exitStatus;
 }
 

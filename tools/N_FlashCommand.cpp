@@ -230,6 +230,7 @@ json OutcomeJson(C_Host& io_host, const C_FlashJob& i_job) {
   const C_FlashJob::S_Outcome& outcome = i_job.Outcome();
   json entry = PlanJson(io_host, i_job);
   entry.erase("revision");
+  entry["serial"] = Trimmed(io_host.Attribute(i_job.Device(), "SerialNumber"));
   entry["oldRevision"] = outcome.oldRevision;
   entry["newRevision"] = outcome.newRevision;
   entry["result"] = C_FlashJob::VerdictName(outcome.verdict);
@@ -284,10 +285,10 @@ int Run(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
   json document = {{"image", {{"path", i_options.image}, {"bytes", image.size()}}},
                    {"skipped", skipped}};
   if (jobs.empty()) {
-    io_printer.Line("Nothing to flash: every selected drive is already at " +
-                    i_options.skipCurrent);
+    const std::string reason = "every selected drive is already at " + i_options.skipCurrent;
+    io_printer.Line("Nothing to flash: " + reason);
     document["drives"] = json::array();
-    document["exitStatus"] = N_ExitStatus::SUCCESS;
+    document["reason"] = reason;
     io_printer.Json(document);
     return N_ExitStatus::SUCCESS;
   }
@@ -302,7 +303,6 @@ int Run(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
     io_printer.Line("Dry run: nothing was sent.");
     document["dryRun"] = true;
     document["plan"] = plan;
-    document["exitStatus"] = N_ExitStatus::SUCCESS;
     io_printer.Json(document);
     return N_ExitStatus::SUCCESS;
   }
@@ -332,8 +332,10 @@ int Run(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
     if (job->Failed() || job->Unverified()) io_printer.Error(job->Outcome().message);
   }
   const int status = ExitStatus(jobs);
+  json summary = json::object();
+  for (const json& drive : drives) summary[drive["result"].get<std::string>()] = summary.value(drive["result"].get<std::string>(), 0) + 1;
   document["drives"] = drives;
-  document["exitStatus"] = status;
+  document["summary"] = summary;
   io_printer.Json(document);
   return status;
 }

@@ -29,6 +29,9 @@ struct S_Options {
   };
 
   E_Command command = CMD_NONE;
+  // The command as typed, without options ("list", "defer status"); "" when
+  // the command line named none.
+  std::string commandName;
 
   // Global options.
   int verbosity = 0;  // -v count: 1 command blocks, 2 with data (256 bytes), 3 all data
