@@ -35,6 +35,7 @@ class C_OptionTable {
   void AddDdff();
   void AddFileCommands();
   void AddSim();
+  void AddHistory();
   // The subcommands the parse got to, as typed ("defer status"); "" for none.
   std::string ParsedCommand() const;
   // A subcommand that sets o_options.command when it is chosen.

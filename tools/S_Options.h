@@ -25,7 +25,8 @@ struct S_Options {
     CMD_HEXDUMP,
     CMD_SIM_RESET,
     CMD_SIM_RESTART,
-    CMD_SIM_STATUS
+    CMD_SIM_STATUS,
+    CMD_HISTORY
   };
 
   E_Command command = CMD_NONE;
@@ -43,7 +44,7 @@ struct S_Options {
   std::string module;    // --module: libvek.so to load
 
   // Positional arguments of the commands.
-  std::string device;                  // show, ops, call, defer *
+  std::string device;                  // show, ops, call, defer *, history
   std::string operation;               // call
   std::vector<std::string> arguments;  // call
   std::string image;                   // flash, ddff build
@@ -55,10 +56,13 @@ struct S_Options {
 
   // flash
   bool all = false;
-  std::string vendor, product, below, expect, skipCurrent;
+  std::string vendor, product, below, expect, skipCurrent;  // expect: defer status too
   int jobs = 0;  // 0: all selected drives, at most 8
   bool dryRun = false;
   bool yes = false;
+  bool force = false;    // flash drives with no known revision, images for another product
+  bool wait = false;     // wait for a drive another process is flashing
+  bool replace = false;  // replace a pending deferred request
 
   // ddff build (vendor and product above are shared with flash)
   std::string revision, serial;

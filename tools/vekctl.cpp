@@ -26,6 +26,7 @@ int RunFileCommand(const S_Options& i_options, C_Printer& io_printer) {
     case S_Options::CMD_CLOAK: return N_FileCommands::Cloak(i_options, io_printer);
     case S_Options::CMD_UNCLOAK: return N_FileCommands::Uncloak(i_options, io_printer);
     case S_Options::CMD_HEXDUMP: return N_FileCommands::Hexdump(i_options, io_printer);
+    case S_Options::CMD_HISTORY: return N_FlashCommand::History(i_options, io_printer);
     default: return -1;
   }
 }
