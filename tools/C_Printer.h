@@ -51,7 +51,7 @@ class C_Printer {
   static nlohmann::json Envelope(nlohmann::json i_body, const std::string& i_command,
                                  int i_exitStatus, const std::string& i_error);
   // The document format's version: raised only for an incompatible change.
-  static const int JSON_VERSION = 1;
+  static constexpr int JSON_VERSION = 1;
 
   // One line on standard error.
   void Error(const std::string& i_text);

@@ -46,7 +46,7 @@ class C_Progress {
   // i_text cut to i_width characters (bytes; the texts are ASCII).
   static std::string Fit(const std::string& i_text, std::size_t i_width);
 
-  static const int REMIND_SECONDS = 5;
+  static constexpr int REMIND_SECONDS = 5;
 
  private:
   typedef std::chrono::steady_clock T_Clock;

@@ -329,7 +329,7 @@ TEST(VekctlFlashTest, InterruptTellsWhereTheDriveWasLeft) {
 // A third process on another drive journals alongside: no line is lost.
 TEST(VekctlFlashTest, ConcurrentFlashesOfOneDriveTakeTurns) {
   C_Vekctl vekctl;
-  vekctl.SetDrive(0, 0, {{"busyPolls", 15}});  // 1.5 s of polling
+  vekctl.SetDrive(0, 0, {{"busyPolls", 30}});  // 3 s of polling: time enough for the second
   const int first =
       vekctl.Spawn({"flash", vekctl.Image("KS-4000", "0103"), "hba0:0", "--yes"}, "a");
   const int other =
