@@ -89,7 +89,10 @@ bool C_DriveLock::TryLock() {
 }
 
 bool C_DriveLock::Lock() {
-  if (flock(m_fd, LOCK_EX) != 0) return false;  // EINTR: a signal came first
+  int result;
+  while ((result = flock(m_fd, LOCK_EX)) != 0 && errno == EINTR) {
+  }
+  if (result != 0) return false;
   Claim();
   return true;
 }

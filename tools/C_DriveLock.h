@@ -38,8 +38,7 @@ class C_DriveLock {
   // Takes the lock without waiting: true when taken, false when another
   // process holds it (Holder then says who).
   bool TryLock();
-  // Waits for the lock: true when taken, false when a signal interrupted
-  // the wait.
+  // Waits for the lock: true when taken, false when it cannot be had.
   bool Lock();
   // "process 1234 since 2026-11-23 10:15:02" from the file (local time), or
   // "another process" when it holds nothing readable.

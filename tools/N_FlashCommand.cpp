@@ -274,10 +274,6 @@ std::vector<std::unique_ptr<C_DriveLock>> TakeLocks(const S_Options& i_options,
   std::vector<std::unique_ptr<C_DriveLock>> locks;
   for (const auto& entry : byKey) {
     C_FlashJob& job = *entry.second;
-    if (N_Interrupt::Requested()) {
-      job.NotStarted();
-      continue;
-    }
     std::unique_ptr<C_DriveLock> lock(new C_DriveLock(entry.first));
     if (!lock->TryLock()) {
       const std::string busy =
@@ -288,7 +284,9 @@ std::vector<std::unique_ptr<C_DriveLock>> TakeLocks(const S_Options& i_options,
       }
       io_printer.Warning(busy + "; waiting (--wait)");
       if (!lock->Lock()) {
-        job.NotStarted();
+        job.Refuse(job.Device().id + ": cannot take its lock " + lock->Path() +
+                       "; nothing was sent",
+                   N_ExitStatus::FAILED);
         continue;
       }
     }
@@ -565,17 +563,17 @@ int Run(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
     return N_ExitStatus::SUCCESS;
   }
 
+  const std::vector<std::unique_ptr<C_DriveLock>> locks =
+      TakeLocks(i_options, io_printer, io_host, jobs);
+  if (runnable() > 0 && !i_options.yes &&
+      !Confirm(i_options, io_printer, static_cast<std::size_t>(runnable()))) {
+    throw C_Failure(N_ExitStatus::USAGE, "flash: not confirmed; nothing was sent");
+  }
   // From here on a signal stops the flash cleanly rather than the process.
   N_Interrupt::Install();
   io_host.Driver().SetStopFlag(N_Interrupt::Flag());
   int status;
   try {
-    const std::vector<std::unique_ptr<C_DriveLock>> locks =
-        TakeLocks(i_options, io_printer, io_host, jobs);
-    if (runnable() > 0 && !i_options.yes &&
-        !Confirm(i_options, io_printer, static_cast<std::size_t>(runnable()))) {
-      throw C_Failure(N_ExitStatus::USAGE, "flash: not confirmed; nothing was sent");
-    }
     RunJobs(i_options, io_printer, io_host, jobs);
     status = Report(i_options, io_printer, io_host, jobs, told, document, N_FileIo::Sha256(image));
   } catch (...) {

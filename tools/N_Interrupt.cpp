@@ -37,6 +37,7 @@ void Install() {
   struct sigaction action;
   std::memset(&action, 0, sizeof action);
   action.sa_handler = &Handle;
+  action.sa_flags = SA_RESTART;
   sigemptyset(&action.sa_mask);
   for (int i = 0; i < 2; ++i) sigaction(SIGNALS[i], &action, &g_previous[i]);
 }

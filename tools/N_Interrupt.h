@@ -12,9 +12,11 @@
 // says so on standard error; later ones say that the download is being
 // wound down.
 //
-// The handlers are installed without SA_RESTART, so a wait for a drive's
-// lock ends at the signal too. Outside Install and Restore the default
-// actions apply: nothing is being flashed.
+// The handlers restart interrupted system calls (SA_RESTART), so the block
+// in flight is not cut short by a failing read or write of the driver's.
+// Outside Install and Restore the default actions apply: vekctl installs
+// them once the operator has confirmed, and a signal before that (at the
+// prompt, waiting for a drive's lock) ends the process with nothing sent.
 namespace N_Interrupt {
 
 void Install();
