@@ -7,6 +7,7 @@
 #include "targets/S_Command.h"
 #include "tools/N_DriveSense.h"
 #include "tools/N_ExitStatus.h"
+#include "tools/N_LinuxFlash.h"
 #include "tools/N_Messages.h"
 #include "tools/N_Sense.h"
 #include "tools/N_StandardProgram.h"
@@ -29,7 +30,8 @@ bool IsDownload(const Driver::S_Command& i_command) {
 bool IsIdentify(const Driver::S_Command& i_command) {
   if (i_command.requestType != Driver::REQUEST_DEVICE || !i_command.cdb) return false;
   const std::uint8_t opcode = i_command.cdb[0];
-  if (opcode == 0x12) return i_command.cdbLength > 1 && !(i_command.cdb[1] & 0x01);  // not a VPD page
+  // INQUIRY for the standard data, not a VPD page.
+  if (opcode == 0x12) return i_command.cdbLength > 1 && !(i_command.cdb[1] & 0x01);
   return opcode == 0xC6 && i_command.cdbLength > 2 && i_command.cdb[2] == 0xEC;
 }
 
@@ -57,10 +59,15 @@ C_FlashJob::C_FlashJob(C_Host& io_host, const C_Host::S_Device& i_device,
   }
 }
 
-std::uint64_t C_FlashJob::Limit() const { return IsDeferred() ? DEFERRED_LIMIT : DIRECT_LIMIT; }
+std::uint64_t C_FlashJob::Limit() const {
+  if (IsDeferred()) return DEFERRED_LIMIT;
+  return N_LinuxFlash::WholeImage(m_host, m_device) ? N_LinuxFlash::ATA_WHOLE_IMAGE_LIMIT
+                                                    : DIRECT_LIMIT;
+}
 
 std::string C_FlashJob::Method() const {
   if (IsDeferred()) return "deferred request";
+  if (N_LinuxFlash::WholeImage(m_host, m_device)) return "direct (DOWNLOAD MICROCODE, whole image)";
   return m_device.kind == "ATA" ? "direct (DOWNLOAD MICROCODE)" : "direct (WRITE BUFFER)";
 }
 
@@ -122,7 +129,7 @@ void C_FlashJob::Observe(const Driver::S_Command& i_command, int i_result) {
   if (watch.taken && !watch.afterDownload) {
     watch.afterDownload = true;
     watch.firstResultAfter = i_result;
-    if (i_result == N_DriverResult::CHECK_CONDITION) {
+    if (i_result != N_DriverResult::GOOD) {
       watch.firstSenseAfter = C_ObservingDriver::SenseBytes(i_command);
     }
   }
@@ -178,8 +185,17 @@ void C_FlashJob::RunDirect(C_Host::C_Session& io_session) {
   m_watch = S_Watch();
   m_watch.on = true;
   m_phase = PHASE_SENDING;
-  m_outcome.status = m_host.Call(
-      m_device, {"Flash", std::to_string(m_image.size()), Address(m_image.data())}, &io_session);
+  if (N_LinuxFlash::WholeImage(m_host, m_device)) {
+    // One DOWNLOAD MICROCODE with save of the whole image, then the drive
+    // is identified again (the watch judges both).
+    m_outcome.status = m_host.Call(
+        m_device, {"WriteBuffer", "7", Address(m_image.data()), "0", std::to_string(m_image.size())},
+        &io_session);
+    if (m_outcome.status == 0) m_host.Call(m_device, {"Inquiry"}, &io_session);
+  } else {
+    m_outcome.status = m_host.Call(
+        m_device, {"Flash", std::to_string(m_image.size()), Address(m_image.data())}, &io_session);
+  }
   m_watch.on = false;
   if (m_outcome.status == N_DriverResult::NOT_SENT || m_watch.notSent) return Interrupted();
   if (m_outcome.status != 0) return FailDirect(io_session);
@@ -191,7 +207,7 @@ void C_FlashJob::JudgeDirect() {
   const std::string& before = m_outcome.oldRevision;
   const std::string& now = m_outcome.newRevision;
   const std::string& id = m_device.id;
-  if (m_watch.afterDownload && m_watch.firstResultAfter == N_DriverResult::CHECK_CONDITION &&
+  if (m_watch.afterDownload && m_watch.firstResultAfter != N_DriverResult::GOOD &&
       N_Sense::Decode(m_watch.firstSenseAfter).key == SENSE_KEY_ILLEGAL_REQUEST && now == before) {
     // Every segment was taken, then the drive said the download is no good
     // (a truncated image ends with "command sequence error").
@@ -227,7 +243,11 @@ void C_FlashJob::JudgeDirect() {
                               "drive now reports {} (--expect says which one is right)",
                               id, now));
   }
-  if (now == before && m_expect != now) {
+  if (now == before) {
+    if (m_expect == now) {
+      return Settle(VERDICT_SUCCESS, N_ExitStatus::SUCCESS,
+                    fmt::format("{}: revision unchanged at {}, as --expect asked", id, now));
+    }
     return Settle(VERDICT_UNCHANGED, N_ExitStatus::VERIFY_FAILED,
                   fmt::format("{}: {}: the drive took the image but still reports revision {}", id,
                               N_Messages::FlashUnchanged(), now));
@@ -245,11 +265,14 @@ void C_FlashJob::FailDirect(C_Host::C_Session& io_session) {
     m_outcome.sense = N_DriveSense::Current(m_host, m_device, &io_session);
     detail = N_Sense::Describe(m_outcome.sense, false);
   }
+  // The driver's own word on the failure, where it keeps one (Linux).
+  const std::string linux = N_LinuxFlash::Detail(m_host, m_device);
   std::string why;
   if (sense.valid && sense.key == SENSE_KEY_ILLEGAL_REQUEST) {
     why = "flash refused by drive: " + detail;
   } else {
     why = "flash failed: " + N_Messages::Status(m_outcome.status);
+    if (!linux.empty()) why += " (" + linux + ")";
     if (!detail.empty() && detail != N_Messages::Status(m_outcome.status)) {
       why += (sense.valid ? "; drive reports " : ": ") + detail;
     }

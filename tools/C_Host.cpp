@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "device/C_Controller.h"
+#include "drivers/linux/C_LinuxDriver.h"
 #include "drivers/sim/C_SimDriver.h"
 #include "drivers/sim/C_SimStore.h"
 #include "module/C_VekDevice.h"
@@ -21,8 +22,10 @@ using N_Text::Trimmed;
 
 std::unique_ptr<C_Driver> NewDriver(const S_Options& i_options) {
   if (i_options.driver == "linux") {
-    throw C_Failure(N_ExitStatus::USAGE,
-                    "--driver linux: this vekctl has no Linux driver yet; use --driver sim");
+    C_LinuxDriver::S_Options linux;
+    linux.force = i_options.force;
+    if (i_options.timeout) linux.downloadTimeout = i_options.timeout;
+    return std::unique_ptr<C_Driver>(new C_LinuxDriver(linux));
   }
   C_SimDriver::S_Options sim;
   sim.statePath = i_options.simState;
@@ -52,6 +55,10 @@ C_Host::~C_Host() {
 }
 
 C_SimDriver* C_Host::Sim() const { return dynamic_cast<C_SimDriver*>(m_driver->Inner()); }
+
+C_LinuxDriver* C_Host::Linux() const {
+  return dynamic_cast<C_LinuxDriver*>(m_driver->Inner());
+}
 
 void C_Host::Start() {
   if (m_started) return;
@@ -117,6 +124,22 @@ const C_Host::S_Device& C_Host::Find(const std::string& i_name) {
   } else {
     for (const S_Device& device : devices) {
       if (device.id == i_name || device.path == i_name) return device;
+    }
+  }
+  if (C_LinuxDriver* linux = Linux()) {
+    // The other names of a Linux drive (/dev/sdb, sg1, 1:0:0:0), and the
+    // devices discovery passed over, with the reason.
+    for (const S_Device& device : devices) {
+      const std::vector<std::string> names = linux->Names(DeviceObject(device));
+      if (std::find(names.begin(), names.end(), i_name) != names.end()) return device;
+    }
+    for (const C_LinuxDriver::S_Skipped& skipped : linux->Skipped()) {
+      const N_LinuxSysfs::S_ScsiDevice& d = skipped.device;
+      for (const std::string& name : {d.block, "/dev/" + d.block, d.sg, "/dev/" + d.sg, d.address}) {
+        if (!name.empty() && name != "/dev/" && name == i_name) {
+          throw C_Failure(N_ExitStatus::FAILED, i_name + ": not usable: " + skipped.reason);
+        }
+      }
     }
   }
   throw C_Failure(N_ExitStatus::NOT_FOUND, i_name + ": no such device (see \"vekctl list\")");

@@ -15,6 +15,7 @@
 #include "tools/S_Options.h"
 
 class C_Device;
+class C_LinuxDriver;
 class C_SimDriver;
 class C_VekDevice;
 
@@ -55,8 +56,8 @@ class C_Host {
   };
 
   // Loads the module and creates the driver named by the options. Throws
-  // C_Failure: a module that cannot be used (3), "--driver linux" (1, not
-  // in this build), a fleet file that cannot be read (3).
+  // C_Failure: a module that cannot be used (3), a fleet file that cannot
+  // be read (3).
   explicit C_Host(const S_Options& i_options);
   ~C_Host();
   C_Host(const C_Host&) = delete;
@@ -66,7 +67,10 @@ class C_Host {
   // C_Failure (3) when the driver cannot be opened.
   const std::vector<S_Device>& Devices();
   // A device by its "DeviceId", "serial:S" (its "SerialNumber", blanks
-  // around it ignored) or its path. Throws C_Failure (2) naming i_name.
+  // around it ignored) or its path; on Linux also by its other names
+  // (/dev/sdb, sg1, /dev/sg1, 1:0:0:0). Throws C_Failure naming i_name: 2
+  // when there is no such device, 3 when Linux discovery passed it over
+  // (not a disk, node not usable), with the reason.
   const S_Device& Find(const std::string& i_name);
 
   // The attribute's value ("" when the device has none); a null session
@@ -113,6 +117,8 @@ class C_Host {
   C_ObservingDriver& Driver() { return *m_driver; }
   // The simulated controller's driver; null with another driver.
   C_SimDriver* Sim() const;
+  // The Linux driver; null with another driver.
+  C_LinuxDriver* Linux() const;
   const std::string& ModulePath() const { return m_api.Path(); }
 
  private:

@@ -17,13 +17,14 @@ const char FOOTER[] =
     "Exit status: 0 success, 1 usage error, 2 device not found, 3 an operation\n"
     "failed, 4 verification failed, 5 some drives of a fleet flash failed, 6 the\n"
     "drive is being flashed by another process, 7 interrupted.\n"
-    "DEVICE: a device id (\"hba0:1\"), serial:S, or the path that \"list\" prints.";
+    "DEVICE: a device id (\"hba0:1\", \"sdb\"), serial:S, or the path that \"list\" prints;\n"
+    "with --driver linux also /dev/sdb, sg1, /dev/sg1 or 1:0:0:0.";
 
 // Subcommand help lists only the command's own options.
 const char GLOBAL_FOOTER[] =
     "Global options, before or after the command: -v (-vv, -vvv), --json,\n"
-    "--driver sim|linux, --sim-state PATH, --fleet FILE, --locale L, --module PATH\n"
-    "(see vekctl --help).";
+    "--driver sim|linux, --sim-state PATH, --fleet FILE, --locale L, --module PATH,\n"
+    "--timeout S, --force (see vekctl --help).";
 
 // A revision or name given as an empty string selects nothing, silently:
 // refused instead.
@@ -81,6 +82,14 @@ void C_OptionTable::AddGlobalOptions() {
                    "locale of the module's messages (default: the environment's)");
   m_app.add_option("--module", m_options.module,
                    "libvek.so to load (default: the one vekctl was built with)");
+  m_app.add_option("--timeout", m_options.timeout,
+                   "linux: seconds a WRITE BUFFER or DOWNLOAD MICROCODE may take (default 600)")
+      ->check(CLI::Range(1u, 86400u));
+  m_app.add_flag("--force", m_options.force,
+                 "override vekctl's refusals: flash drives with no known revision or of "
+                 "another product than the image's, images that are not whole; linux: "
+                 "drives that are mounted, hold swap, are held by md, LVM or device-mapper, "
+                 "or have no serial number");
 }
 
 void C_OptionTable::AddDeviceCommands() {
@@ -138,9 +147,6 @@ void C_OptionTable::AddFlash() {
                    "a drive whose new revision is not REV has failed (a deferred drive: "
                    "checked by \"defer status --expect\")")
       ->check(NON_EMPTY);
-  flash->add_flag("--force", m_options.force,
-                  "also flash drives with no known revision, and images made for another "
-                  "product");
   flash->add_flag("--wait", m_options.wait,
                   "wait for drives another process is flashing (default: refuse them)");
   flash->add_flag("--replace", m_options.replace,

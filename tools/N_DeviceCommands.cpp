@@ -4,6 +4,7 @@
 
 #include <map>
 
+#include "drivers/linux/C_LinuxDriver.h"
 #include "module/E_Status.h"
 #include "tools/C_Journal.h"
 #include "tools/N_FlashCommand.h"
@@ -97,7 +98,23 @@ int List(const S_Options&, C_Printer& io_printer, C_Host& io_host) {
     for (auto& row : rows) row.pop_back();
   }
   io_printer.Table(header, rows);
-  io_printer.Json(json{{"devices", devices}});
+  json document = {{"devices", devices}};
+  if (C_LinuxDriver* linux = io_host.Linux()) {
+    // Every name of each drive, and what discovery passed over and why.
+    for (std::size_t i = 0; i < devices.size(); ++i) {
+      devices[i]["names"] = linux->Names(io_host.DeviceObject(io_host.Devices()[i]));
+    }
+    json skipped = json::array();
+    for (const C_LinuxDriver::S_Skipped& entry : linux->Skipped()) {
+      const N_LinuxSysfs::S_ScsiDevice& d = entry.device;
+      const std::string name = d.block.empty() ? d.sg : d.block;
+      io_printer.Line(fmt::format("skipped {} ({}, /dev/{}): {}", name, d.address, d.sg, entry.reason));
+      skipped.push_back(json{{"name", name}, {"address", d.address}, {"sg", "/dev/" + d.sg},
+                             {"type", d.type}, {"reason", entry.reason}});
+    }
+    document = {{"devices", devices}, {"skipped", skipped}};
+  }
+  io_printer.Json(document);
   return N_ExitStatus::SUCCESS;
 }
 

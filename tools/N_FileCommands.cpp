@@ -1,9 +1,12 @@
 #include "tools/N_FileCommands.h"
 
 #include <fmt/core.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cctype>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <sstream>
 
@@ -48,7 +51,9 @@ std::vector<std::uint8_t> ReadRequest(const std::string& i_path, C_DDFF& o_reque
 // The module's reason without its frame, which names the class.
 std::string CloakReason(const C_CloakedFile::C_CloakException& i_exception) {
   std::string reason = i_exception.GetText().Format("<MSG>");
-  if (!reason.empty()) reason[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(reason[0])));
+  if (!reason.empty()) {
+    reason[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(reason[0])));
+  }
   return reason.empty() ? i_exception.what() : reason;
 }
 
@@ -154,10 +159,20 @@ int DdffVerify(const S_Options& i_options, C_Printer& io_printer) {
 
 int Cloak(const S_Options& i_options, C_Printer& io_printer) {
   const std::vector<std::uint8_t> plain = N_FileIo::Read(i_options.input);
+  // The module writes in place: cloak into a temporary file beside the
+  // output and rename it only once it is whole, so a failure loses nothing.
+  std::string temporary = i_options.output + ".XXXXXX";
+  const int fd = mkstemp(&temporary[0]);
+  if (fd < 0) {
+    throw C_Failure(N_ExitStatus::FAILED,
+                    i_options.output + ": cannot create the cloaked file: " + std::strerror(errno));
+  }
+  fchmod(fd, 0644);
+  close(fd);
   C_CloakedFile file;
   try {
     errno = 0;
-    if (!file.OpenOutput(i_options.output)) {
+    if (!file.OpenOutput(temporary)) {
       const int error = errno;
       throw C_Failure(N_ExitStatus::FAILED,
                       i_options.output + ": cannot create the cloaked file" +
@@ -168,8 +183,15 @@ int Cloak(const S_Options& i_options, C_Printer& io_printer) {
       throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": cannot write the cloaked file");
     }
     file.Close();
+    if (std::rename(temporary.c_str(), i_options.output.c_str()) != 0) {
+      throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": cannot write the cloaked file");
+    }
   } catch (const C_CloakedFile::C_CloakException& e) {
+    unlink(temporary.c_str());
     throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": " + CloakReason(e));
+  } catch (...) {
+    unlink(temporary.c_str());
+    throw;
   }
   io_printer.Line(fmt::format("{}: {} bytes cloaked", i_options.output, plain.size()));
   io_printer.Json(json{{"file", i_options.output}, {"bytes", plain.size()}});

@@ -26,6 +26,7 @@
 #include "tools/N_ExitStatus.h"
 #include "tools/N_FileIo.h"
 #include "tools/N_Interrupt.h"
+#include "tools/N_LinuxFlash.h"
 #include "tools/N_Messages.h"
 #include "tools/N_Sense.h"
 #include "tools/N_Text.h"
@@ -521,7 +522,9 @@ int Run(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
   for (const C_Host::S_Device& device : Select(i_options, io_host)) {
     jobs.emplace_back(new C_FlashJob(io_host, device, image, i_options.expect));
     Screen(i_options, io_host, info, *jobs.back());
-    if (!jobs.back()->Settled()) CheckSize(i_options, *jobs.back(), image.size());
+    if (jobs.back()->Settled()) continue;
+    CheckSize(i_options, *jobs.back(), image.size());
+    N_LinuxFlash::Check(i_options, io_host, *jobs.back(), image.size());
   }
   json document = {{"image", {{"path", i_options.image}, {"bytes", image.size()}}}};
   if (info.known) {

@@ -42,6 +42,8 @@ struct S_Options {
   std::string fleet;     // --fleet
   std::string locale;    // --locale
   std::string module;    // --module: libvek.so to load
+  unsigned timeout = 0;  // --timeout: seconds for a download command (linux); 0 default
+  bool force = false;    // --force: override vekctl's refusals (flash; linux: drives in use too)
 
   // Positional arguments of the commands.
   std::string device;                  // show, ops, call, defer *, history
@@ -60,7 +62,6 @@ struct S_Options {
   int jobs = 0;  // 0: all selected drives, at most 8
   bool dryRun = false;
   bool yes = false;
-  bool force = false;    // flash drives with no known revision, images for another product
   bool wait = false;     // wait for a drive another process is flashing
   bool replace = false;  // replace a pending deferred request
 

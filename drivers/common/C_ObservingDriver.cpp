@@ -55,7 +55,9 @@ void C_ObservingDriver::Record(const Driver::S_Command& i_command, C_Device* i_d
   failure.opcode = i_command.cdb && i_command.cdbLength ? i_command.cdb[0] : 0;
   failure.requestType = i_command.requestType;
   failure.what = i_what;
-  if (i_result == N_DriverResult::CHECK_CONDITION) failure.sense = SenseBytes(i_command);
+  // A driver may answer a check condition with a code of its own (Linux:
+  // one per sense key): the sense bytes tell, whatever the code.
+  failure.sense = SenseBytes(i_command);
   std::lock_guard<std::mutex> lock(m_mutex);
   m_failures[i_device] = failure;
 }

@@ -38,6 +38,7 @@ enum E_Result : int {
   // The host stopped before sending the command (an interrupted flash):
   // nothing was sent. Stop; the host reports where it stopped.
   NOT_SENT = 1038
+  // 1100 to 1141: the Linux driver's (drivers/linux/N_LinuxResult.h).
 };
 
 constexpr const char* FACILITY_NAME = "vekdriver";

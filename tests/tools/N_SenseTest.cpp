@@ -9,6 +9,7 @@
 
 #include "Common/Localization/C_StringTable.h"
 #include "drivers/common/N_DriverResult.h"
+#include "drivers/linux/N_LinuxResult.h"
 #include "tools/N_Sense.h"
 
 namespace {
@@ -56,7 +57,8 @@ TEST(N_SenseTest, AtaRegistersFromEitherFormat) {
     const char* text;  // "": none
   };
   const S_Case cases[] = {
-      {{0xF0, 0, 0x0B, 0x04, 0x51, 0, 0, 10, 0, 0, 0, 0, 0, 0}, "ABORTED COMMAND; ATA status 0x51 (DRDY DSC ERR), error 0x04 (ABRT)"},
+      {{0xF0, 0, 0x0B, 0x04, 0x51, 0, 0, 10, 0, 0, 0, 0, 0, 0},
+       "ABORTED COMMAND; ATA status 0x51 (DRDY DSC ERR), error 0x04 (ABRT)"},
       {{0x70, 0, 0x0B, 0x04, 0x51, 0, 0, 10, 0, 0, 0, 0, 0, 0}, "ABORTED COMMAND"},
       {{0x72, 0x0B, 0, 0, 0, 0, 0, 14, 0x09, 0x0C, 0, 0x40, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x41},
        "ABORTED COMMAND; ATA status 0x41 (DRDY ERR), error 0x40 (UNC)"},
@@ -83,6 +85,11 @@ TEST(N_SenseTest, DriverResultsHaveTextsInEveryLocale) {
       EXPECT_FALSE(text.empty());
       EXPECT_EQ(text == messages[i].defaultText, std::string(locale) == "en_US") << text;
     }
+  }
+  // A driver's own table and the catalog's agree.
+  for (int code = 1000; code < 1200; ++code) {
+    if (!N_LinuxResult::IsDriverCode(code)) continue;
+    EXPECT_EQ(N_DriverResult::Text(code).GetDefaultText(), N_LinuxResult::Describe(code)) << code;
   }
 }
 

@@ -212,7 +212,7 @@ TEST(VekctlDeviceTest, UsageErrorsExitWithOne) {
       {{"--driver", "scsi", "list"}, "scsi"},
       {{"ddff", "build", "image.fw"}, "--output is required"},
       {{"ddff", "build", "image.fw", "-o", "x", "--flags", "turbo"}, "turbo"},
-      {{"--driver", "linux", "list"}, "no Linux driver"},
+      {{"--driver", "linux", "--timeout", "0", "list"}, "--timeout"},
       {{"flash", "x", "hba0:0", "--jobs", "abc"}, "a number of drives from 1 to 64, not 'abc'"},
   };
   for (const auto& call : calls) {

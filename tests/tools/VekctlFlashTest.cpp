@@ -167,6 +167,8 @@ TEST(VekctlFlashTest, ExpectAndUnchangedRevisionsFailVerification) {
       vekctl.Json({"flash", same, "hba0:0", "--yes", "--expect", "0103"}, &status);
   EXPECT_EQ(status, 0);
   EXPECT_EQ((*Drive(expected, "hba0:0"))["result"], "success");
+  EXPECT_EQ((*Drive(expected, "hba0:0"))["message"],
+            "hba0:0: revision unchanged at 0103, as --expect asked");
 }
 
 // A drive that refuses a segment, or whose driver throws, fails alone.
