@@ -9,9 +9,16 @@
 #include "module/C_VekDevice.h"
 #include "targets/C_AtaTarget.h"
 #include "targets/C_ScsiTarget.h"
+#include "tools/C_DriveLock.h"
+#include "tools/N_DriveSense.h"
 #include "tools/N_ExitStatus.h"
+#include "tools/N_Text.h"
+#include "tools/N_Messages.h"
 
 namespace {
+
+using N_Text::Address;
+using N_Text::Trimmed;
 
 std::unique_ptr<C_Driver> NewDriver(const S_Options& i_options) {
   if (i_options.driver == "linux") {
@@ -30,11 +37,6 @@ std::unique_ptr<C_Driver> NewDriver(const S_Options& i_options) {
   }
 }
 
-std::string Trimmed(const std::string& i_text) {
-  const auto first = i_text.find_first_not_of(' ');
-  if (first == std::string::npos) return std::string();
-  return i_text.substr(first, i_text.find_last_not_of(' ') - first + 1);
-}
 
 }  // namespace
 
@@ -181,6 +183,31 @@ int C_Host::Call(const S_Device& i_device, const std::vector<std::string>& i_arg
   C_VekInstance* instance = i_session ? i_session->Instance() : &m_instance;
   return m_api.CallOp(instance, i_device.handle, i_args.empty() ? "" : i_args[0].c_str(),
                       static_cast<int>(i_args.size()), argv.data());
+}
+
+std::string C_Host::IdentityProblem(const S_Device& i_device) {
+  if (!IsDrive(i_device) || !Attribute(i_device, "FirmwareRev").empty()) return std::string();
+  auto known = m_identityProblems.find(i_device.handle);
+  if (known != m_identityProblems.end()) return known->second;
+  std::string why;
+  try {
+    const int status = Call(i_device, {"Inquiry"});
+    std::string failure = N_DriveSense::FailureText(LastFailure(i_device));
+    if (failure.empty()) failure = N_Messages::Status(status);
+    const char* command = i_device.kind == "ATA" ? "IDENTIFY DEVICE" : "INQUIRY";
+    why = status == 0 ? "the drive reports no revision" : command + (" failed: " + failure);
+  } catch (const std::exception& e) {
+    why = std::string("the module failed: ") + e.what();
+  }
+  // Asking again may have worked after all.
+  if (!Attribute(i_device, "FirmwareRev").empty()) why.clear();
+  if (!why.empty()) why = "identity unreadable: " + why;
+  return m_identityProblems[i_device.handle] = why;
+}
+
+std::string C_Host::LockKey(const S_Device& i_device, C_Session* i_session) {
+  return C_DriveLock::Key(Trimmed(Attribute(i_device, "SerialNumber", i_session)),
+                          Trimmed(Attribute(i_device, "WWN", i_session)), i_device.id);
 }
 
 void C_Host::Reinit(const S_Device& i_device) {

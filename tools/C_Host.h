@@ -1,6 +1,7 @@
 #ifndef VEK_TOOLS_C_HOST_H
 #define VEK_TOOLS_C_HOST_H
 
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -10,7 +11,7 @@
 #include "host/C_VekInstance.h"
 #include "module/C_Root.h"
 #include "tools/C_ModuleApi.h"
-#include "tools/C_ObservingDriver.h"
+#include "drivers/common/C_ObservingDriver.h"
 #include "tools/S_Options.h"
 
 class C_Device;
@@ -86,6 +87,23 @@ class C_Host {
   // uses the host's own instance.
   int Call(const S_Device& i_device, const std::vector<std::string>& i_args,
            C_Session* i_session = nullptr);
+  // Why a drive reports no revision: it is asked once more ("Inquiry") and
+  // the failure described ("identity unreadable: INQUIRY failed: ILLEGAL
+  // REQUEST, invalid field in CDB"). "" for a drive that reports its
+  // revision and for devices that are not drives. Remembered per device.
+  std::string IdentityProblem(const S_Device& i_device);
+  // The last failed command block of the device (C_ObservingDriver).
+  C_ObservingDriver::S_Failure LastFailure(const S_Device& i_device) const {
+    return m_driver->LastFailure(DeviceObject(i_device));
+  }
+  // The name of the drive's flash lock (C_DriveLock::Key): its serial and,
+  // where the device publishes one, its "WWN" attribute.
+  std::string LockKey(const S_Device& i_device, C_Session* i_session = nullptr);
+  // SCSI, ATA and deferred-flash targets.
+  static bool IsDrive(const S_Device& i_device) {
+    return i_device.kind == "SCSI" || i_device.kind == "ATA" || i_device.kind == "deferred";
+  }
+
   // Runs the device's Init again, so it re-reads what it publishes (the
   // deferred-flash status after the controller's agent ran).
   void Reinit(const S_Device& i_device);
@@ -115,6 +133,7 @@ class C_Host {
   C_VekInstance m_instance;
   bool m_started;
   std::vector<S_Device> m_devices;
+  std::map<C_VekDevice*, std::string> m_identityProblems;
 };
 
 #endif

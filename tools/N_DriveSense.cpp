@@ -1,11 +1,26 @@
 #include "tools/N_DriveSense.h"
 
 #include "drivers/linux/C_LinuxDriver.h"
+#include "tools/N_Messages.h"
 
 namespace N_DriveSense {
 
 namespace {
 const char SENSE_ATTRIBUTE[] = "$SenseData";
+}
+
+std::string FailureText(const C_ObservingDriver::S_Failure& i_failure) {
+  if (i_failure.result == 0) return std::string();
+  if (!i_failure.sense.empty()) {
+    // The module's ATA pass-through block, and the translations' own.
+    const bool ata = i_failure.opcode == 0xC6 || i_failure.opcode == 0x85 ||
+                     i_failure.opcode == 0xA1;
+    const std::string sense = N_Sense::Describe(i_failure.sense, ata);
+    if (!sense.empty()) return sense;
+  }
+  std::string text = N_Messages::Status(i_failure.result);
+  if (!i_failure.what.empty()) text += ": " + i_failure.what;
+  return text;
 }
 
 std::vector<std::uint8_t> Current(C_Host& io_host, const C_Host::S_Device& i_device,

@@ -2,13 +2,11 @@
 
 #include <cstdio>
 
-#include "drivers/linux/N_LinuxResult.h"
+#include "Common/Localization/VekMessages.h"
+#include "drivers/common/N_DriverResult.h"
 #include "module/E_Status.h"
 
-#include "Common/Localization/VekMessages.h"
-
 namespace N_Messages {
-
 
 void SetLocale(const std::string& i_locale) {
   if (i_locale.empty()) {
@@ -19,8 +17,11 @@ void SetLocale(const std::string& i_locale) {
 }
 
 std::string Status(int i_status) {
-  // The Linux driver's codes carry their meaning in its own table.
-  if (N_LinuxResult::IsDriverCode(i_status)) return N_LinuxResult::Describe(i_status);
+  // The drivers' codes have their own catalog; the module's texts win for
+  // the one code both know (busy).
+  if (i_status != VEK_STATUS_BUSY && N_DriverResult::Known(i_status)) {
+    return N_DriverResult::Text(i_status).GetString();
+  }
   return N_VekMessages::StatusText(i_status).GetString();
 }
 std::string Compared(int i_result) { return N_VekMessages::ComparedText(i_result).GetString(); }
@@ -36,7 +37,5 @@ std::string FlashRefused() {
 std::string DeferredStatus(unsigned i_status) {
   return N_VekMessages::DeferredStatusText(i_status).GetString();
 }
-
-
 
 }  // namespace N_Messages
