@@ -1,5 +1,7 @@
 #include "Blob/C_Blob.h"
 
+#include <functional>
+
 template class C_ReferenceCounter<C_Blob>;
 template class C_NonConstReference<C_Blob>;
 template class C_SmartPtr<C_Blob>;
@@ -20,10 +22,20 @@ void C_Blob::SetData(const void* i_data, unsigned i_length, bool i_adopt) {
     ClearData();
     return;
   }
-  // Built first: a failed allocation leaves the blob as it was, and bytes
-  // copied from this blob's own buffer are still alive while they are copied.
-  C_SmartPtr<C_BlobData> fresh = C_BlobData::Make(i_data, i_length, i_adopt);
-  m_data = fresh;
+  // The old reference goes first. The one exception is data that lies in
+  // this blob's own buffer: releasing that first could free the bytes about
+  // to be copied, so the new buffer is made before the old one goes.
+  unsigned ownLength = 0;
+  const unsigned char* own = GetData(ownLength);
+  const unsigned char* data = static_cast<const unsigned char*>(i_data);
+  if (own && std::less_equal<const unsigned char*>()(own, data) &&
+      std::less<const unsigned char*>()(data, own + ownLength)) {
+    C_SmartPtr<C_BlobData> fresh = C_BlobData::Make(i_data, i_length, i_adopt);
+    m_data = fresh;
+    return;
+  }
+  ClearData();
+  m_data = C_BlobData::Make(i_data, i_length, i_adopt);
 }
 
 void C_Blob::SetData(const C_Blob& i_other) {

@@ -25,13 +25,15 @@ class VEK_API C_Blob {
   C_Blob& operator=(const C_Blob& i_other);
   virtual ~C_Blob();
 
-  // Gives the blob a new buffer of i_length bytes from i_data, copied or,
-  // with i_adopt true, adopted (the array must come from new[]; it belongs
-  // to the buffer from the call on, even if this throws). A null i_data or a
-  // zero i_length leaves the blob empty, and an array offered for adoption
-  // is then not taken. Throws as C_BlobData::Make; the blob is unchanged
-  // when it throws. The new buffer is made before the old reference is
-  // dropped, so i_data may point into this blob's own bytes.
+  // First drops the present reference (as ClearData), then gives the blob a
+  // new buffer of i_length bytes from i_data, copied or, with i_adopt true,
+  // adopted (the array must come from new[]; it belongs to the buffer from
+  // the call on, even if this throws). A null i_data or a zero i_length
+  // leaves the blob empty, and an array offered for adoption is then not
+  // taken. Throws as C_BlobData::Make; the blob is then empty. Exception:
+  // when i_data points into this blob's own bytes the new buffer is made
+  // before the old reference is dropped (so the bytes are alive while they
+  // are copied), and a throw leaves the blob as it was.
   virtual void SetData(const void* i_data, unsigned i_length, bool i_adopt);
   // Shares i_other's buffer, releasing the present one; nothing changes when
   // both already share one buffer. An empty i_other empties the blob.

@@ -92,8 +92,8 @@ void BM_FileWrite(benchmark::State& state) {
       for (long done = 0; done < kFileSize; done += 1L << 20) file.Write(chunk.data(), 1u << 20);
       file.Close();
     } else {
-      C_File file;
-      if (!file.OpenReplace(path)) state.SkipWithError("cannot create the file");
+      C_File file;  // opened as OpenOutput opens: in place
+      if (!file.Open(path, "wb")) state.SkipWithError("cannot create the file");
       for (long done = 0; done < kFileSize; done += 1L << 20) file.Write(chunk.data(), 1u << 20);
       file.Close();
     }

@@ -48,7 +48,6 @@ C_CloakedFile::C_CloakedFile()
     : m_magic(0), m_headerSize(0), m_method(0), m_variant(0), m_seed(0), m_state(0) {}
 
 // A close failing here cannot be reported; Close() is the way to learn of it.
-// A named output file is then left as it was before.
 C_CloakedFile::~C_CloakedFile() { m_file.Close(); }
 
 bool C_CloakedFile::OpenInput(const std::string& i_fileName) {
@@ -69,7 +68,7 @@ bool C_CloakedFile::OpenInput() {
 
 bool C_CloakedFile::OpenOutput(const std::string& i_fileName) {
   Close();
-  if (!m_file.OpenReplace(i_fileName)) return false;
+  if (!m_file.Open(i_fileName, "wb")) return false;
   WriteHeader();
   m_state = m_seed;
   return true;

@@ -20,10 +20,12 @@
 // other than "cannot open" throws C_CloakException, whose text is the
 // localized "C_CloakedFile: <MSG>" and whose GetErrno() is an E_Errno.
 //
-// Writing to a named file never damages an existing file of that name: the
-// contents go to a temporary file beside it, which Close renames over it. A
-// failed Close, or destruction after a failure, leaves the old file as it
-// was. Destruction closes but cannot report a failing close: call Close.
+// Writing goes straight to the named file: OpenOutput creates or truncates
+// it at once (fopen "wb"), so an existing file's old contents are gone from
+// that moment, and a failure part way leaves a partial file. A caller that
+// must keep the old file until the new one is whole writes to a temporary
+// name and renames it itself. Destruction closes but cannot report a
+// failing close: call Close.
 class VEK_API C_CloakedFile {
  public:
   enum E_Errno {
@@ -59,9 +61,9 @@ class VEK_API C_CloakedFile {
   // until Close).
   bool OpenInput(const std::string& i_fileName);
   bool OpenInput();
-  // Closes what is open, creates the file (see above: replaced only on a
-  // successful Close) or takes standard output, and writes a new header whose
-  // seed is the current time. False when the file cannot be created.
+  // Closes what is open, opens the file for writing, created or truncated
+  // (see above), or takes standard output, and writes a new header whose
+  // seed is the current time. False when the file cannot be opened.
   bool OpenOutput(const std::string& i_fileName);
   bool OpenOutput();
 
@@ -75,8 +77,8 @@ class VEK_API C_CloakedFile {
   // The number of content bytes: the file's size less the header size; 0
   // when nothing is open (or the file is shorter than its header).
   std::uint64_t GetSize();
-  // Closes the file; for a named output file, puts it in place. Throws
-  // "Cannot close file" when that fails (the temporary file is removed).
+  // Closes the file. Throws "Cannot close file" when that fails (pending
+  // output could not be written).
   void Close();
   bool IsOpen() const { return m_file.IsOpen(); }
 

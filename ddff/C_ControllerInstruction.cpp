@@ -66,7 +66,7 @@ void C_DDFF::C_ControllerInstruction::Dump(std::ostream& io_stream) const {
   if (m_record.tag == TAG_CONTROLLER)
     io_stream << "    CNTL: ";
   else
-    io_stream << "    <" << Printable(&m_record.tag, 1) << ">";
+    io_stream << "    <" << Raw(&m_record.tag, 1) << ">";
   const std::size_t shown = std::min<std::size_t>(m_record.length, sizeof m_record.bytes);
   io_stream << " [" << Bytes(m_record.bytes, shown) << "] \t";
   switch (m_record.bytes[0]) {

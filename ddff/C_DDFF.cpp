@@ -67,8 +67,9 @@ std::string FormatTime(const S_DDFF_Time& i_time) {
 }  // namespace
 
 // Read goes through this interface so that a file and a memory buffer are
-// checked by the same code. Seeking past the end fails; reading at or past
-// the end yields fewer bytes than asked for.
+// checked by the same code. Seeking past the end succeeds, as it does on a
+// file; reading at or past the end yields fewer bytes than asked for. Only a
+// stream that cannot seek at all fails a seek.
 class C_DDFF::C_Source {
  public:
   virtual ~C_Source() = default;
@@ -92,8 +93,9 @@ class C_DDFF::C_FileSource : public C_DDFF::C_Source {
   bool IsOpen() const { return m_file != nullptr; }
   std::uint64_t Length() const override { return m_nLength; }
   bool Seek(std::uint64_t i_nOffset) override {
-    // Within the length, the offset fits off_t: the length came from it.
-    return i_nOffset <= m_nLength && fseeko(m_file, static_cast<off_t>(i_nOffset), SEEK_SET) == 0;
+    // Anywhere past the end reads nothing, so the end stands for it: an
+    // offset that a 32-bit off_t cannot hold then seeks as well.
+    return fseeko(m_file, static_cast<off_t>(std::min(i_nOffset, m_nLength)), SEEK_SET) == 0;
   }
   std::size_t ReadBytes(void* o_pData, std::size_t i_nSize) override {
     return std::fread(o_pData, 1, i_nSize, m_file);
@@ -110,8 +112,7 @@ class C_DDFF::C_MemorySource : public C_DDFF::C_Source {
       : m_pData(static_cast<const std::uint8_t*>(i_pData)), m_nSize(i_pData ? i_nSize : 0), m_nPosition(0) {}
   std::uint64_t Length() const override { return m_nSize; }
   bool Seek(std::uint64_t i_nOffset) override {
-    if (i_nOffset > m_nSize) return false;
-    m_nPosition = static_cast<std::size_t>(i_nOffset);
+    m_nPosition = static_cast<std::size_t>(std::min<std::uint64_t>(i_nOffset, m_nSize));
     return true;
   }
   std::size_t ReadBytes(void* o_pData, std::size_t i_nSize) override {
@@ -238,8 +239,6 @@ std::uint32_t C_DDFF::FixupHeader() {
   const std::uint64_t count = m_instructions.size();
   m_request.instructionOffset = REQUEST_SIZE;
   m_request.instructionCount = static_cast<std::uint32_t>(count);
-  // Records are always written 40 bytes wide, whatever a read image said.
-  m_request.instructionSize = INSTRUCTION_SIZE;
   m_header.headerSize = HEADER_SIZE;
   m_header.statusOffset = STATUS_OFFSET;
   m_header.statusSize = STATUS_SIZE;
@@ -247,13 +246,17 @@ std::uint32_t C_DDFF::FixupHeader() {
   m_status.statusSize = STATUS_SIZE;
   m_request.requestSize = REQUEST_SIZE;
 
-  std::uint64_t total = INSTRUCTIONS_OFFSET + count * INSTRUCTION_SIZE;
+  // The sizes count each record at the record size field, which is read and
+  // never written here (40 after Clear; what a read image said otherwise).
+  const std::uint64_t records = count * m_request.instructionSize;
+  std::uint64_t total = INSTRUCTIONS_OFFSET + records;
   const std::uint64_t image = m_pImage ? m_nImageSize : 0;
   // Sizes are 32-bit fields and the padded image must stay addressable.
-  if (total + image > 0xFFFFFFFFull - (PADDING - 1))
+  if (total + image > 0xFFFFFFFFull - (PADDING - 1) ||
+      INSTRUCTIONS_OFFSET + count * INSTRUCTION_SIZE + image > 0xFFFFFFFFull - (PADDING - 1))
     ThrowF("Request too large: %u instructions, %u image bytes",
            static_cast<unsigned>(std::min<std::uint64_t>(count, 0xFFFFFFFFu)), m_nImageSize);
-  m_header.requestSize = static_cast<std::uint32_t>(REQUEST_SIZE + count * INSTRUCTION_SIZE);
+  m_header.requestSize = static_cast<std::uint32_t>(REQUEST_SIZE + records);
   if (m_pImage) {
     m_header.dataOffset = static_cast<std::uint32_t>(total);
     m_header.dataSize = m_nImageSize;
@@ -269,7 +272,13 @@ std::uint32_t C_DDFF::GetRequestSize() {
 
 const std::uint8_t* C_DDFF::GetRequest() {
   const std::uint32_t total = FixupHeader();
-  const std::uint32_t size = (total + PADDING - 1) / PADDING * PADDING;
+  // The records are written one after another, 40 bytes each, and the image
+  // right after them. With a record size field other than 40 that is not
+  // where the sizes say: the buffer then holds whatever is longer, so
+  // nothing is written past it, and the caller takes GetRequestSize bytes.
+  const std::uint32_t written = static_cast<std::uint32_t>(
+      INSTRUCTIONS_OFFSET + m_instructions.size() * INSTRUCTION_SIZE + (m_pImage ? m_nImageSize : 0));
+  const std::uint32_t size = std::max((total + PADDING - 1) / PADDING * PADDING, written);
   // Every byte is written below, so a buffer of the same size is reused as
   // it is and a new one is left uninitialised.
   if (!m_output || m_nOutputSize != size) {
@@ -306,7 +315,7 @@ const std::uint8_t* C_DDFF::GetRequest() {
   m_header.dataCrc = ~dataRegister;
   m_header.headerCrc = HeaderCrc(m_header);
 
-  std::memset(position, 0, size - total);
+  std::memset(position, 0, size - written);
   std::memcpy(out, &m_header, HEADER_SIZE);
   return out;
 }
@@ -415,7 +424,7 @@ void C_DDFF::Dump(std::ostream& io_stream) {
   if (status > DDFF_STATUS_KNOWN) io_stream << "    <Unknown :" << Hex(status) << ">\n";
   io_stream << "Requested:\t" << FormatTime(m_status.requestTime) << "\n";
   io_stream << "Updated:\t" << FormatTime(m_status.updateTime) << "\n";
-  io_stream << "    Old ROM: \t" << Printable(m_status.oldRomRevision, sizeof m_status.oldRomRevision)
+  io_stream << "    Old ROM: \t" << Raw(m_status.oldRomRevision, sizeof m_status.oldRomRevision)
             << "\n";
   if (status & DDFF_STATUS_ERROR) {
     io_stream << "      Instruction: \t" << Hex(m_status.failingInstruction);
@@ -457,7 +466,7 @@ void C_DDFF::Dump(std::ostream& io_stream) {
                {"    Product ID: ", m_request.productId, sizeof m_request.productId},
                {"    Revision: ", m_request.revision, sizeof m_request.revision},
                {"    Serial: ", m_request.serialNumber, sizeof m_request.serialNumber}};
-  for (const auto& text : TEXTS) io_stream << text.label << "\t" << Printable(text.field, text.width) << "\n";
+  for (const auto& text : TEXTS) io_stream << text.label << "\t" << Raw(text.field, text.width) << "\n";
 
   io_stream << "    Instructions: \t" << m_instructions.size() << "\n";
   for (std::size_t i = 0; i < m_instructions.size(); ++i) {

@@ -92,15 +92,23 @@ class VEK_API C_DDFF {
   const C_Instruction& GetInstruction(std::size_t i_index) const;
 
   // Recomputes the layout fields (block offsets and sizes, instruction
-  // offset, count and record size; data offset and size when an image is
-  // attached, else they are left as they are) and returns the total size
-  // without padding. Throws C_Exception when the request would not fit the
-  // 32-bit size fields.
+  // offset and count; data offset and size when an image is attached, else
+  // they are left as they are) and returns the total size without padding.
+  // The record size field (request block offset 200) is read, not written:
+  // request size = 112 + N * record size, total = 204 + N * record size
+  // (+ the image). It is 40 after Clear; after a bare Reset it is 0, and
+  // after Read it is what the image said, so the CRCs of such a request
+  // and GetStatusInstructionNumber follow that value. Throws C_Exception
+  // when the request would not fit the 32-bit size fields.
   std::uint32_t FixupHeader();
   // FixupHeader's total rounded up to a multiple of 512.
   std::uint32_t GetRequestSize();
   // Builds the image and returns it: GetRequestSize() bytes, every CRC
-  // filled in, zero padding at the end. The buffer belongs to the request and
+  // filled in, zero padding at the end. The records are written 40 bytes
+  // each, one after another from offset 204, and the image right after
+  // them, whatever the record size field says (see FixupHeader); the
+  // buffer is large enough for all of it, and its first GetRequestSize()
+  // bytes are the request. The buffer belongs to the request and
   // stays valid until the next GetRequest, Clear or destruction. The image
   // data is copied and checksummed in one pass. Fails only as FixupHeader
   // does or when memory runs out (the host framework's out-of-memory
@@ -118,18 +126,21 @@ class VEK_API C_DDFF {
   //   "Invalid signature: %#x"
   //   "Invalid header size: %#x"             (under 48 or past the end)
   //   "Invalid header CRC: %#x"
-  //   "Cannot seek to Status."               (offset past the end)
-  //   "Cannot read request status: <name>"
+  //   "Cannot seek to Status."               (a stream that cannot seek)
+  //   "Cannot read request status: <name>"   (also at an offset past the end)
   //   "Invalid status size: %#x"
   //   "Invalid Status CRC: %#x"
   //   "Cannot seek to Request."
-  //   "Cannot read request: <name>"
+  //   "Cannot read request: <name>"          (also past the end)
   //   "Invalid request size: %#x"
   //   "Cannot read instruction[<i>]"         (records follow the fixed part)
   //   the messages of C_Instruction::New
   //   "Invalid Request CRC: %#x"
   //   "Cannot seek to data."
   //   "Invalid Data CRC: %#x"                (also for a short data area)
+  // Seeking past the end of the image succeeds, as on any file; the read
+  // that follows is what fails. So a request whose data size and data CRC
+  // are 0 reads whatever its data offset says.
   // The image data is checked, not kept. On failure the object holds what
   // was read so far: Clear before reusing it.
   void Read(const std::string& i_fileName);

@@ -1,9 +1,5 @@
 #include "ddff/C_DeferScsiTarget.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -29,15 +25,15 @@ const std::uint32_t STATUS_VALUE_LENGTH = 4;
 
 // The named switches of "DeferFlash" and their bits.
 struct S_Switch {
-  const char* text;
+  const char* name;
   unsigned int bit;
 };
-const S_Switch SWITCHES[] = {{"Debug=true", DDFF::DDFF_RQ_DEBUG},
-                             {"Downgrade=true", DDFF::DDFF_RQ_DOWNGRADE},
-                             {"Reflash=true", DDFF::DDFF_RQ_REFLASH},
-                             {"Fast=true", DDFF::DDFF_RQ_FAST},
-                             {"Cancel=true", C_DeferScsiTarget::ARG_CANCEL},
-                             {"Dump=true", C_DeferScsiTarget::ARG_DUMP}};
+const S_Switch SWITCHES[] = {{"Debug", DDFF::DDFF_RQ_DEBUG},
+                             {"Downgrade", DDFF::DDFF_RQ_DOWNGRADE},
+                             {"Reflash", DDFF::DDFF_RQ_REFLASH},
+                             {"Fast", DDFF::DDFF_RQ_FAST},
+                             {"Cancel", C_DeferScsiTarget::ARG_CANCEL},
+                             {"Dump", C_DeferScsiTarget::ARG_DUMP}};
 
 // Attributes read from the status block; removed before each reading so
 // that none outlives the status it came from.
@@ -104,22 +100,12 @@ bool IsFileNameCharacter(char i_char) {
          (i_char >= '0' && i_char <= '9') || i_char == '.' || i_char == '_' || i_char == '-';
 }
 
-// Writes i_bytes to i_path through a temporary file in the same directory,
-// renamed over the final name only once every byte is out.
-bool WriteFileAtomically(const std::string& i_path, const std::vector<std::uint8_t>& i_bytes) {
-  std::vector<char> temporary(i_path.begin(), i_path.end());
-  const char suffix[] = ".XXXXXX";
-  temporary.insert(temporary.end(), suffix, suffix + sizeof suffix);  // with the zero
-  const int fd = mkstemp(temporary.data());
-  if (fd < 0) return false;
-  // mkstemp makes the file private; a dump is meant to be read by others.
-  fchmod(fd, 0644);
-  std::FILE* file = fdopen(fd, "wb");
-  if (!file) {
-    close(fd);
-    unlink(temporary.data());
-    return false;
-  }
+// Writes i_bytes to i_path, opened with mode "wb" (created or truncated), in
+// pieces of at most READ_CHUNK bytes. False when it cannot be opened, a
+// piece is refused or the close fails.
+bool WriteDumpFile(const std::string& i_path, const std::vector<std::uint8_t>& i_bytes) {
+  std::FILE* file = std::fopen(i_path.c_str(), "wb");
+  if (!file) return false;
   bool ok = true;
   for (std::size_t done = 0; ok && done < i_bytes.size();) {
     const std::size_t piece =
@@ -127,10 +113,7 @@ bool WriteFileAtomically(const std::string& i_path, const std::vector<std::uint8
     ok = std::fwrite(i_bytes.data() + done, 1, piece, file) == piece;
     done += piece;
   }
-  if (std::fclose(file) != 0) ok = false;
-  if (ok && std::rename(temporary.data(), i_path.c_str()) != 0) ok = false;
-  if (!ok) unlink(temporary.data());
-  return ok;
+  return std::fclose(file) == 0 && ok;
 }
 
 }  // namespace
@@ -196,12 +179,18 @@ int C_DeferScsiTarget::OpDeferFlash(int argc, const char** argv) {
 
   unsigned int arguments = 0;
   for (int i = 4; i < argc; ++i) {
-    if (!argv[i]) return VEK_STATUS_BAD_ARGUMENT;
-    const S_Switch* found =
-        std::find_if(std::begin(SWITCHES), std::end(SWITCHES),
-                     [&](const S_Switch& s) { return std::strcmp(s.text, argv[i]) == 0; });
+    const char* equals = argv[i] ? std::strchr(argv[i], '=') : nullptr;
+    if (!equals) return VEK_STATUS_BAD_ARGUMENT;
+    const std::string name(argv[i], equals);
+    const S_Switch* found = std::find_if(std::begin(SWITCHES), std::end(SWITCHES),
+                                         [&](const S_Switch& s) { return name == s.name; });
     if (found == std::end(SWITCHES)) return VEK_STATUS_BAD_ARGUMENT;
-    arguments |= found->bit;
+    // Only the text "true" sets a switch; any other value leaves it unset.
+    if (std::strcmp(equals + 1, "true") == 0) {
+      arguments |= found->bit;
+    } else {
+      arguments &= ~found->bit;
+    }
   }
   return DeferFlash(image, static_cast<unsigned int>(length), request, arguments);
 }
@@ -264,11 +253,8 @@ int C_DeferScsiTarget::Dump() {
   Crypt::C_CRC32 crc;
   crc.Update(bytes.data() + DDFF::HEADER_CRC_FROM, DDFF::HEADER_SIZE - DDFF::HEADER_CRC_FROM);
   if (header.signature == DDFF::SIGNATURE && crc.GetCRC() == header.headerCrc) {
-    // The request ends with its data; without an image, with its records.
-    const std::uint64_t end = std::max<std::uint64_t>(
-        {std::uint64_t(header.dataOffset) + header.dataSize,
-         std::uint64_t(header.requestOffset) + header.requestSize,
-         std::uint64_t(header.statusOffset) + header.statusSize, DDFF::HEADER_SIZE});
+    // The request ends with its data: data offset + data size, padded.
+    const std::uint64_t end = std::uint64_t(header.dataOffset) + header.dataSize;
     const std::uint64_t size = (end + DDFF::PADDING - 1) / DDFF::PADDING * DDFF::PADDING;
     if (size > std::uint64_t(MAX_CHUNKS) * READ_CHUNK) return VEK_STATUS_BAD_ARGUMENT;
     bytes.assign(size, 0);
@@ -276,7 +262,7 @@ int C_DeferScsiTarget::Dump() {
     if (result != VEK_STATUS_OK) return result;
   }
   // Otherwise the header is not a request: keep what was read, for a look.
-  return WriteFileAtomically(GetDumpFileName(), bytes) ? result : DEFER_NOT_DONE;
+  return WriteDumpFile(GetDumpFileName(), bytes) ? result : DEFER_NOT_DONE;
 }
 
 std::string C_DeferScsiTarget::GetDumpFileName() {

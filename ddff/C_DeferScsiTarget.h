@@ -55,14 +55,17 @@ class C_DDFF;
 // Named operation "DeferFlash" image length request [Name=true ...]:
 //   argv[1] image address, argv[2] image length in bytes, argv[3] address of
 //   a C_DDFF the caller has filled with its instruction program (numbers and
-//   addresses with base detection, pointer-wide). Then named switches, each
-//   written exactly "<Name>=true": "Debug", "Downgrade", "Reflash", "Fast"
-//   (the DDFF_RQ_* request flags), "Cancel" (only cancel, see DeferCancel)
-//   and "Dump" (dump the request held by the controller afterwards). 1025
-//   when argc is below 4, the request address is missing or 0, the image
-//   address is 0 with a non-zero length, the length does not fit 32 bits,
-//   or a switch is any other text or name. Otherwise the result of
-//   DeferFlash with the switches as its i_arguments bit set.
+//   addresses with base detection, pointer-wide). Then named switches
+//   "<Name>=<value>": "Debug", "Downgrade", "Reflash", "Fast" (the DDFF_RQ_*
+//   request flags), "Cancel" (only cancel, see DeferCancel) and "Dump" (dump
+//   the request held by the controller afterwards). A switch is set exactly
+//   when its value is the text "true"; any other value ("false", "TRUE",
+//   "1", "") leaves it unset and the call goes on. A name given twice: the
+//   last one counts. 1025 when argc is below 4, the request address is
+//   missing or 0, the image address is 0 with a non-zero length, the length
+//   does not fit 32 bits (64-bit hosts), or an argument is not "<Name>=..."
+//   with one of the six names. Otherwise the result of DeferFlash with the
+//   set switches as its i_arguments bits.
 //
 // Attributes published by Init, besides those of C_ScsiTarget:
 //   "ActiveFirmwareRev"  the firmware revision running now (GetActiveFwRev).
@@ -90,8 +93,8 @@ class C_DDFF;
 // Dump file: "<base>_D.dat" in the dump directory (SetDumpDirectory, default
 // "." the current directory), where the base is the drive's vendor, product
 // and serial number joined with "_" and reduced to the characters A-Z a-z
-// 0-9 . _ -. Written to a temporary name in the same directory and renamed,
-// so a failed dump never leaves a partial file under the final name.
+// 0-9 . _ -. Opened with mode "wb" (created or truncated) once the reads
+// have succeeded; a write that fails part way leaves a partial file.
 //
 // Threads: none of its own; one host thread uses a device at a time. The
 // dump directory is process-wide and unlocked: set it before use.
@@ -166,12 +169,13 @@ class VEK_API C_DeferScsiTarget : public C_ScsiTarget {
 
   // Reads the request the controller holds and writes it to the dump file:
   // first its 48-byte header (READ_CHUNK chunks); when the signature and the
-  // header CRC are right, the whole request up to the end of its last block
-  // (data offset + data size, or the end of the request block when it holds
-  // no image), rounded up to a multiple of 512. A header that is not a
-  // request is dumped as those 48 bytes. A failed read writes no file and
-  // answers its code; a file that cannot be written answers 1; else 0.
-  // Requests above MAX_CHUNKS * READ_CHUNK bytes cannot be read back: 1025.
+  // header CRC are right, data offset + data size bytes rounded up to a
+  // multiple of 512, which are what the file then holds (a request without
+  // data has data offset and size 0: nothing more is read and the file is
+  // empty). A header that is not a request is dumped as those 48 bytes. A
+  // failed read writes no file and answers its code; a file that cannot be
+  // written answers 1; else 0. Requests above MAX_CHUNKS * READ_CHUNK bytes
+  // cannot be read back: 1025.
   int Dump();
   // The dump file's path for this drive: "<directory>/<base>_D.dat".
   std::string GetDumpFileName();

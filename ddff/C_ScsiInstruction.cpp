@@ -100,7 +100,7 @@ void C_DDFF::C_ScsiInstruction::Dump(std::ostream& io_stream) const {
   if (m_record.tag == TAG_SCSI)
     io_stream << "    SCSI: ";
   else
-    io_stream << "    <" << Printable(&m_record.tag, 1) << ">";
+    io_stream << "    <" << Raw(&m_record.tag, 1) << ">";
   // A length byte from a foreign record may exceed the 16 CDB bytes held.
   const std::size_t shown = std::min<std::size_t>(m_record.length, sizeof m_record.bytes);
   io_stream << " [" << Bytes(m_record.bytes, shown) << "] \t" << CommandName(m_record.bytes) << "\n";

@@ -9,12 +9,9 @@ namespace report {
 
 std::string Hex(std::uint32_t i_value) { return stringFormat("0x%x", i_value); }
 
-std::string Printable(const void* i_pData, std::size_t i_nSize) {
-  const std::uint8_t* bytes = static_cast<const std::uint8_t*>(i_pData);
-  std::string text(bytes, bytes + i_nSize);
-  for (char& c : text)
-    if (static_cast<unsigned char>(c) < 0x20 || static_cast<unsigned char>(c) > 0x7E) c = '.';
-  return text;
+std::string Raw(const void* i_pData, std::size_t i_nSize) {
+  const char* bytes = static_cast<const char*>(i_pData);
+  return std::string(bytes, bytes + i_nSize);
 }
 
 std::string Bytes(const std::uint8_t* i_pData, std::size_t i_nSize) {

@@ -21,8 +21,6 @@ void C_Device::DestroyOperations() {
     delete entry.second;
     entry.second = nullptr;
   }
-  for (C_DeviceOperation* op : m_replaced) delete op;
-  m_replaced.clear();
 }
 
 bool C_Device::FindChildren() {
@@ -94,9 +92,8 @@ void C_Device::ClearAttribute(const std::string& i_name) {
 void C_Device::RemoveAttribute(const std::string& i_name) { m_attributes.erase(i_name); }
 
 void C_Device::AddOperation(const std::string& i_name, C_DeviceOperation* i_operation) {
-  C_DeviceOperation*& slot = m_operations[i_name];
-  if (slot) m_replaced.push_back(slot);
-  slot = i_operation;
+  // The earlier object, if any, is left to whoever registered over it.
+  m_operations[i_name] = i_operation;
 }
 
 int C_Device::OpSetTimeout(int argc, const char** argv) {

@@ -3,7 +3,6 @@
 
 #include <map>
 #include <string>
-#include <vector>
 
 #include "device/C_DeviceId.h"
 #include "device/C_EntityNode.h"
@@ -22,9 +21,10 @@ class C_TargetId;
 // arguments start at argv[1], argc counts argv[0]. The host passes argv with
 // a terminating null entry.
 //
-// Ownership: the device owns its operation objects (destroyed by Cleanup, or
-// by the destructor when Cleanup never ran) but not its target id, which
-// belongs to the driver. Threads: no lock guards the tables; one host thread
+// Ownership: the device owns the operation objects in its table (destroyed
+// by Cleanup, or by the destructor when Cleanup never ran; one replaced by a
+// second registration of its name leaves the table and the device's care,
+// see RegisterOperation) but not its target id, which belongs to the driver. Threads: no lock guards the tables; one host thread
 // uses a device at a time.
 class VEK_API C_Device : public C_EntityNode {
  public:
@@ -114,9 +114,11 @@ class VEK_API C_Device : public C_EntityNode {
   const T_Operations& GetOperations() const { return m_operations; }
 
  protected:
-  // Binds i_name to i_member of i_object. A name registered again takes the
-  // new operation; the earlier object is kept aside and destroyed with the
-  // others.
+  // Binds i_name to i_member of i_object (a new operation object, owned by
+  // the device). A name registered again takes the new operation, and the
+  // earlier object is NOT destroyed, now or later: the device no longer owns
+  // it, and whoever registers over a name deletes the earlier object
+  // (GetOperations gives it first) if it must go.
   template <class T>
   void RegisterOperation(const std::string& i_name, T* i_object,
                          typename C_Operation<T>::T_Member i_member) {
@@ -137,7 +139,6 @@ class VEK_API C_Device : public C_EntityNode {
   C_DeviceId m_deviceId;
   int m_operationTimeout;
   unsigned char m_bmicIndex;
-  std::vector<C_DeviceOperation*> m_replaced;  // replaced registrations
 };
 
 #endif

@@ -162,9 +162,10 @@ class VEK_API C_ScsiTarget : public C_ScsiDevice {
   // missing ones count as 0. A byte outside the buffer answers 1025.
   virtual int CmprModePage(int argc, const char** argv);
   // "VendorSpecificCmd": argc at least 5, then the parent. argv[1] request
-  // flags (low 8 bits; bit 0x01 adds 0x04), argv[2] block length (6 to
-  // 255), argv[3] block address (non-null), argv[4] data phase (0 none,
-  // 1 in, 2 out). Phases 1 and 2 need argc at least 7: argv[5] data length
+  // flags (low 8 bits; bit 0x01 adds 0x04), argv[2] block length (above 5;
+  // the command's 8-bit length field takes its low 8 bits, so 266 sends a
+  // 10-byte block and 256 an empty one), argv[3] block address (non-null),
+  // argv[4] data phase (0 none, 1 in, 2 out). Phases 1 and 2 need argc at least 7: argv[5] data length
   // and argv[6] data address, both non-zero. Any rule broken: 1025.
   // Two-route.
   virtual int VendorSpecificCmd(int argc, const char** argv);

@@ -123,8 +123,9 @@ int VendorSpecific(C_Device* i_origin, int argc, const char** argv, std::uint32_
   const long cdbLength = ParseSigned(argv[2]);
   std::uint8_t* cdb = ParseAddress<std::uint8_t>(argv[3]);
   const unsigned long phase = ParseUnsigned(argv[4]);
-  // The block length field is 8 bits wide: longer blocks cannot be sent.
-  if (cdbLength <= 5 || cdbLength > 255 || !cdb || phase >= 3) return VEK_STATUS_BAD_ARGUMENT;
+  // Any length above 5 is taken; the block's length field keeps its low 8
+  // bits (see the targets' headers).
+  if (cdbLength <= 5 || !cdb || phase >= 3) return VEK_STATUS_BAD_ARGUMENT;
 
   void* data = nullptr;
   unsigned long dataLength = 0;

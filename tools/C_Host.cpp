@@ -3,19 +3,29 @@
 #include <algorithm>
 
 #include "device/C_Controller.h"
+#include "drivers/linux/C_LinuxDriver.h"
 #include "drivers/sim/C_SimDriver.h"
 #include "drivers/sim/C_SimStore.h"
 #include "module/C_VekDevice.h"
 #include "targets/C_AtaTarget.h"
 #include "targets/C_ScsiTarget.h"
+#include "tools/C_DriveLock.h"
+#include "tools/N_DriveSense.h"
 #include "tools/N_ExitStatus.h"
+#include "tools/N_Text.h"
+#include "tools/N_Messages.h"
 
 namespace {
 
+using N_Text::Address;
+using N_Text::Trimmed;
+
 std::unique_ptr<C_Driver> NewDriver(const S_Options& i_options) {
   if (i_options.driver == "linux") {
-    throw C_Failure(N_ExitStatus::USAGE,
-                    "--driver linux: this vekctl has no Linux driver yet; use --driver sim");
+    C_LinuxDriver::S_Options linux;
+    linux.force = i_options.force;
+    if (i_options.timeout) linux.downloadTimeout = i_options.timeout;
+    return std::unique_ptr<C_Driver>(new C_LinuxDriver(linux));
   }
   C_SimDriver::S_Options sim;
   sim.statePath = i_options.simState;
@@ -27,11 +37,6 @@ std::unique_ptr<C_Driver> NewDriver(const S_Options& i_options) {
   }
 }
 
-std::string Trimmed(const std::string& i_text) {
-  const auto first = i_text.find_first_not_of(' ');
-  if (first == std::string::npos) return std::string();
-  return i_text.substr(first, i_text.find_last_not_of(' ') - first + 1);
-}
 
 }  // namespace
 
@@ -50,6 +55,10 @@ C_Host::~C_Host() {
 }
 
 C_SimDriver* C_Host::Sim() const { return dynamic_cast<C_SimDriver*>(m_driver->Inner()); }
+
+C_LinuxDriver* C_Host::Linux() const {
+  return dynamic_cast<C_LinuxDriver*>(m_driver->Inner());
+}
 
 void C_Host::Start() {
   if (m_started) return;
@@ -117,6 +126,22 @@ const C_Host::S_Device& C_Host::Find(const std::string& i_name) {
       if (device.id == i_name || device.path == i_name) return device;
     }
   }
+  if (C_LinuxDriver* linux = Linux()) {
+    // The other names of a Linux drive (/dev/sdb, sg1, 1:0:0:0), and the
+    // devices discovery passed over, with the reason.
+    for (const S_Device& device : devices) {
+      const std::vector<std::string> names = linux->Names(DeviceObject(device));
+      if (std::find(names.begin(), names.end(), i_name) != names.end()) return device;
+    }
+    for (const C_LinuxDriver::S_Skipped& skipped : linux->Skipped()) {
+      const N_LinuxSysfs::S_ScsiDevice& d = skipped.device;
+      for (const std::string& name : {d.block, "/dev/" + d.block, d.sg, "/dev/" + d.sg, d.address}) {
+        if (!name.empty() && name != "/dev/" && name == i_name) {
+          throw C_Failure(N_ExitStatus::FAILED, i_name + ": not usable: " + skipped.reason);
+        }
+      }
+    }
+  }
   throw C_Failure(N_ExitStatus::NOT_FOUND, i_name + ": no such device (see \"vekctl list\")");
 }
 
@@ -158,6 +183,31 @@ int C_Host::Call(const S_Device& i_device, const std::vector<std::string>& i_arg
   C_VekInstance* instance = i_session ? i_session->Instance() : &m_instance;
   return m_api.CallOp(instance, i_device.handle, i_args.empty() ? "" : i_args[0].c_str(),
                       static_cast<int>(i_args.size()), argv.data());
+}
+
+std::string C_Host::IdentityProblem(const S_Device& i_device) {
+  if (!IsDrive(i_device) || !Attribute(i_device, "FirmwareRev").empty()) return std::string();
+  auto known = m_identityProblems.find(i_device.handle);
+  if (known != m_identityProblems.end()) return known->second;
+  std::string why;
+  try {
+    const int status = Call(i_device, {"Inquiry"});
+    std::string failure = N_DriveSense::FailureText(LastFailure(i_device));
+    if (failure.empty()) failure = N_Messages::Status(status);
+    const char* command = i_device.kind == "ATA" ? "IDENTIFY DEVICE" : "INQUIRY";
+    why = status == 0 ? "the drive reports no revision" : command + (" failed: " + failure);
+  } catch (const std::exception& e) {
+    why = std::string("the module failed: ") + e.what();
+  }
+  // Asking again may have worked after all.
+  if (!Attribute(i_device, "FirmwareRev").empty()) why.clear();
+  if (!why.empty()) why = "identity unreadable: " + why;
+  return m_identityProblems[i_device.handle] = why;
+}
+
+std::string C_Host::LockKey(const S_Device& i_device, C_Session* i_session) {
+  return C_DriveLock::Key(Trimmed(Attribute(i_device, "SerialNumber", i_session)),
+                          Trimmed(Attribute(i_device, "WWN", i_session)), i_device.id);
 }
 
 void C_Host::Reinit(const S_Device& i_device) {

@@ -1,6 +1,7 @@
 #ifndef VEK_TOOLS_C_HOST_H
 #define VEK_TOOLS_C_HOST_H
 
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -10,10 +11,11 @@
 #include "host/C_VekInstance.h"
 #include "module/C_Root.h"
 #include "tools/C_ModuleApi.h"
-#include "tools/C_ObservingDriver.h"
+#include "drivers/common/C_ObservingDriver.h"
 #include "tools/S_Options.h"
 
 class C_Device;
+class C_LinuxDriver;
 class C_SimDriver;
 class C_VekDevice;
 
@@ -54,8 +56,8 @@ class C_Host {
   };
 
   // Loads the module and creates the driver named by the options. Throws
-  // C_Failure: a module that cannot be used (3), "--driver linux" (1, not
-  // in this build), a fleet file that cannot be read (3).
+  // C_Failure: a module that cannot be used (3), a fleet file that cannot
+  // be read (3).
   explicit C_Host(const S_Options& i_options);
   ~C_Host();
   C_Host(const C_Host&) = delete;
@@ -65,7 +67,10 @@ class C_Host {
   // C_Failure (3) when the driver cannot be opened.
   const std::vector<S_Device>& Devices();
   // A device by its "DeviceId", "serial:S" (its "SerialNumber", blanks
-  // around it ignored) or its path. Throws C_Failure (2) naming i_name.
+  // around it ignored) or its path; on Linux also by its other names
+  // (/dev/sdb, sg1, /dev/sg1, 1:0:0:0). Throws C_Failure naming i_name: 2
+  // when there is no such device, 3 when Linux discovery passed it over
+  // (not a disk, node not usable), with the reason.
   const S_Device& Find(const std::string& i_name);
 
   // The attribute's value ("" when the device has none); a null session
@@ -82,6 +87,23 @@ class C_Host {
   // uses the host's own instance.
   int Call(const S_Device& i_device, const std::vector<std::string>& i_args,
            C_Session* i_session = nullptr);
+  // Why a drive reports no revision: it is asked once more ("Inquiry") and
+  // the failure described ("identity unreadable: INQUIRY failed: ILLEGAL
+  // REQUEST, invalid field in CDB"). "" for a drive that reports its
+  // revision and for devices that are not drives. Remembered per device.
+  std::string IdentityProblem(const S_Device& i_device);
+  // The last failed command block of the device (C_ObservingDriver).
+  C_ObservingDriver::S_Failure LastFailure(const S_Device& i_device) const {
+    return m_driver->LastFailure(DeviceObject(i_device));
+  }
+  // The name of the drive's flash lock (C_DriveLock::Key): its serial and,
+  // where the device publishes one, its "WWN" attribute.
+  std::string LockKey(const S_Device& i_device, C_Session* i_session = nullptr);
+  // SCSI, ATA and deferred-flash targets.
+  static bool IsDrive(const S_Device& i_device) {
+    return i_device.kind == "SCSI" || i_device.kind == "ATA" || i_device.kind == "deferred";
+  }
+
   // Runs the device's Init again, so it re-reads what it publishes (the
   // deferred-flash status after the controller's agent ran).
   void Reinit(const S_Device& i_device);
@@ -95,6 +117,8 @@ class C_Host {
   C_ObservingDriver& Driver() { return *m_driver; }
   // The simulated controller's driver; null with another driver.
   C_SimDriver* Sim() const;
+  // The Linux driver; null with another driver.
+  C_LinuxDriver* Linux() const;
   const std::string& ModulePath() const { return m_api.Path(); }
 
  private:
@@ -109,6 +133,7 @@ class C_Host {
   C_VekInstance m_instance;
   bool m_started;
   std::vector<S_Device> m_devices;
+  std::map<C_VekDevice*, std::string> m_identityProblems;
 };
 
 #endif

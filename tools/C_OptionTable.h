@@ -35,6 +35,9 @@ class C_OptionTable {
   void AddDdff();
   void AddFileCommands();
   void AddSim();
+  void AddHistory();
+  // The subcommands the parse got to, as typed ("defer status"); "" for none.
+  std::string ParsedCommand() const;
   // A subcommand that sets o_options.command when it is chosen.
   CLI::App* Command(CLI::App* i_parent, const std::string& i_name, const std::string& i_help,
                     S_Options::E_Command i_command);

@@ -37,7 +37,9 @@ C_Printer::C_Printer(int i_verbosity, bool i_json)
       m_stdoutTerminal(isatty(STDOUT_FILENO) == 1),
       m_stderrTerminal(isatty(STDERR_FILENO) == 1),
       m_colourOut(m_stdoutTerminal && !NoColourWanted()),
-      m_colourErr(m_stderrTerminal && !NoColourWanted()) {}
+      m_colourErr(m_stderrTerminal && !NoColourWanted()),
+      m_document(nlohmann::json::object()),
+      m_finished(false) {}
 
 std::string C_Printer::Paint(const std::string& i_text, E_Colour i_colour, int i_stream) const {
   const bool colour = i_stream == 1 ? m_colourOut : m_colourErr;
@@ -84,11 +86,32 @@ void C_Printer::Table(const std::vector<std::string>& i_header,
 }
 
 void C_Printer::Json(const nlohmann::json& i_document) {
-  if (!m_json) return;
   std::lock_guard<std::mutex> lock(m_mutex);
+  m_document.update(i_document);
+}
+
+nlohmann::json C_Printer::Envelope(nlohmann::json i_body, const std::string& i_command,
+                                   int i_exitStatus, const std::string& i_error) {
+  i_body["version"] = JSON_VERSION;
+  i_body["command"] = i_command;
+  i_body["exitStatus"] = i_exitStatus;
+  if (i_error.empty()) {
+    i_body.erase("error");
+  } else {
+    i_body["error"] = i_error;
+  }
+  return i_body;
+}
+
+void C_Printer::Finish(const std::string& i_command, int i_exitStatus,
+                       const std::string& i_error) {
+  std::lock_guard<std::mutex> lock(m_mutex);
+  if (!m_json || m_finished) return;
+  m_finished = true;
+  const nlohmann::json document = Envelope(m_document, i_command, i_exitStatus, i_error);
   // Texts from drives may hold bytes that are not UTF-8; they are replaced
   // rather than failing the whole document.
-  Write(stdout, i_document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+  Write(stdout, document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
 }
 
 void C_Printer::Error(const std::string& i_text) {

@@ -9,7 +9,9 @@
 
 // All of vekctl's output, in one place:
 //  - prose (lines and tables) on standard output, dropped in --json mode;
-//  - the one JSON document on standard output, only in --json mode;
+//  - the one JSON document on standard output, only in --json mode: the
+//    command gives its own keys (Json), and Finish prints them once inside
+//    the envelope every document shares (doc/vekctl.md);
 //  - errors, warnings, progress and -v traces on standard error.
 // Colour only where the stream is a terminal and NO_COLOR is not set (to a
 // non-empty value).
@@ -36,8 +38,20 @@ class C_Printer {
   void Table(const std::vector<std::string>& i_header,
              const std::vector<std::vector<std::string>>& i_rows,
              const std::function<E_Colour(std::size_t, std::size_t)>& i_colour = nullptr);
-  // The JSON document; only in --json mode (call it once).
+  // The command's own keys of the JSON document (an object); a later call
+  // adds to and overrides an earlier one. Printed by Finish.
   void Json(const nlohmann::json& i_document);
+  // In --json mode prints the document once: the command's keys with the
+  // envelope "version" (JSON_VERSION), "command" (as typed, without
+  // options), "exitStatus" and, when the command failed as a whole,
+  // "error". Nothing in prose mode; a second call prints nothing.
+  void Finish(const std::string& i_command, int i_exitStatus, const std::string& i_error = "");
+  // The envelope around i_body, for the one caller that has no printer (a
+  // command line that did not parse).
+  static nlohmann::json Envelope(nlohmann::json i_body, const std::string& i_command,
+                                 int i_exitStatus, const std::string& i_error);
+  // The document format's version: raised only for an incompatible change.
+  static constexpr int JSON_VERSION = 1;
 
   // One line on standard error.
   void Error(const std::string& i_text);
@@ -57,6 +71,8 @@ class C_Printer {
   bool m_stderrTerminal;
   bool m_colourOut;
   bool m_colourErr;
+  nlohmann::json m_document;
+  bool m_finished;
   std::mutex m_mutex;
 };
 

@@ -1,15 +1,28 @@
 #include "tools/C_Progress.h"
 
 #include <fmt/core.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <algorithm>
 
 namespace {
 const int BAR_WIDTH = 24;
+
+std::size_t TerminalWidth() {
+  struct winsize size;
+  if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
+  return 80;
 }
+}  // namespace
 
 C_Progress::C_Progress(C_Printer& io_printer, bool i_bars)
-    : m_printer(io_printer), m_bars(i_bars), m_running(false), m_drawn(0), m_nameWidth(0) {}
+    : m_printer(io_printer),
+      m_bars(i_bars),
+      m_running(false),
+      m_drawn(0),
+      m_nameWidth(0),
+      m_width(i_bars ? TerminalWidth() : 0) {}
 
 C_Progress::~C_Progress() { Stop(); }
 
@@ -22,16 +35,21 @@ std::size_t C_Progress::Add(const std::string& i_name, std::uint64_t i_total) {
 }
 
 void C_Progress::Start() {
-  if (!m_bars || m_running) return;
+  if (m_running) return;
   m_running = true;
-  Draw();
+  if (m_bars) Draw();
   m_thread = std::thread(&C_Progress::Loop, this);
 }
 
 void C_Progress::Loop() {
   while (m_running) {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    if (m_running) Draw();
+    if (!m_running) break;
+    if (m_bars) {
+      Draw();
+    } else {
+      Remind();
+    }
   }
 }
 
@@ -39,7 +57,42 @@ void C_Progress::Stop() {
   if (!m_running) return;
   m_running = false;
   if (m_thread.joinable()) m_thread.join();
-  Draw();
+  if (m_bars) Draw();
+}
+
+void C_Progress::Phase(std::size_t i_row, const std::string& i_text) {
+  S_Row& row = m_rows[i_row];
+  std::string line;
+  {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (row.phase == i_text) return;
+    row.phase = i_text;
+    row.phaseSince = row.reminded = T_Clock::now();
+    // A phase that comes back (busy after the reset too) is the same wait.
+    if (!i_text.empty() && i_text != row.told) {
+      row.told = i_text;
+      line = fmt::format("{}: {} sent; {}\n", row.name, Bytes(static_cast<double>(row.sent)),
+                         i_text);
+    }
+  }
+  if (!m_bars && !line.empty()) m_printer.RawError(line);
+}
+
+void C_Progress::Remind() {
+  std::string text;
+  {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const T_Clock::time_point now = T_Clock::now();
+    for (S_Row& row : m_rows) {
+      if (row.state != 1 || row.phase.empty() ||
+          now - row.reminded < std::chrono::seconds(REMIND_SECONDS))
+        continue;
+      row.reminded = now;
+      text += fmt::format("{}: still {} ({:.0f} s)\n", row.name, row.phase,
+                          std::chrono::duration<double>(now - row.phaseSince).count());
+    }
+  }
+  if (!text.empty()) m_printer.RawError(text);
 }
 
 void C_Progress::Begin(std::size_t i_row) {
@@ -83,6 +136,10 @@ std::string C_Progress::Duration(double i_seconds) {
   return fmt::format("{}:{:02}", total / 60, total % 60);
 }
 
+std::string C_Progress::Fit(const std::string& i_text, std::size_t i_width) {
+  return i_text.size() <= i_width ? i_text : i_text.substr(0, i_width);
+}
+
 std::string C_Progress::Render(const S_Row& i_row) const {
   const int state = i_row.state;
   const std::uint64_t sent = std::min<std::uint64_t>(i_row.sent, i_row.total);
@@ -95,17 +152,25 @@ std::string C_Progress::Render(const S_Row& i_row) const {
   std::string line =
       fmt::format("{}  {} {:3}%  {}/{}", name, bar, static_cast<int>(fraction * 100),
                   Bytes(static_cast<double>(sent)), Bytes(static_cast<double>(i_row.total)));
-  if (state == 0) return line + "  waiting";
+  // The last column stays free: a line as wide as the terminal wraps on
+  // some terminals.
+  const std::size_t width = m_width > 1 ? m_width - 1 : 0;
+  if (state == 0) return Fit(line + "  waiting", width);
   if (state == 2) {
+    line = Fit(line + fmt::format("  {:.1f} s  ", i_row.seconds), width);
+    const std::string result = Fit(i_row.result, width - line.size());
     const C_Printer::E_Colour colour = i_row.good ? C_Printer::GREEN : C_Printer::RED;
-    return line + fmt::format("  {:.1f} s  ", i_row.seconds) +
-           m_printer.Paint(i_row.result, colour, 2);
+    return line + m_printer.Paint(result, colour, 2);
   }
   const double elapsed = std::chrono::duration<double>(T_Clock::now() - i_row.begin).count();
+  if (!i_row.phase.empty()) {
+    const double since = std::chrono::duration<double>(T_Clock::now() - i_row.phaseSince).count();
+    return Fit(line + fmt::format("  {} ({})", i_row.phase, Duration(since)), width);
+  }
   const double rate = elapsed > 0 ? sent / elapsed : 0;
-  if (sent >= i_row.total) return line + fmt::format("  {}/s  finishing", Bytes(rate));
+  if (sent >= i_row.total) return Fit(line + fmt::format("  {}/s  finishing", Bytes(rate)), width);
   const std::string left = rate > 0 ? Duration((i_row.total - sent) / rate) : "?";
-  return line + fmt::format("  {}/s  {} left", Bytes(rate), left);
+  return Fit(line + fmt::format("  {}/s  {} left", Bytes(rate), left), width);
 }
 
 void C_Progress::Draw() {

@@ -12,11 +12,15 @@
 #include "tools/C_Printer.h"
 
 // Progress of drives being flashed, on standard error. On a terminal: one
-// bar per drive (bytes sent, rate, time left), redrawn in place ten times a
-// second. Otherwise: one plain line when a drive starts and one when it ends.
+// bar per drive (bytes sent, rate, time left, or what the drive is doing
+// once everything is sent), redrawn in place ten times a second and cut to
+// the terminal's width so that a line never wraps. Otherwise: one plain line
+// when a drive starts, when its phase changes ("waiting for the drive to
+// become ready"), every REMIND_SECONDS while a phase lasts, and when it
+// ends: a drive that takes minutes is never silent.
 //
-// Threads: Add before Start; Sent, Begin and End from the job threads;
-// Start and Stop from the thread that owns the object.
+// Threads: Add before Start; Sent, Phase, Begin and End from the job
+// threads; Start and Stop from the thread that owns the object.
 class C_Progress {
  public:
   C_Progress(C_Printer& io_printer, bool i_bars);
@@ -29,6 +33,8 @@ class C_Progress {
   void Start();
   void Begin(std::size_t i_row);
   void Sent(std::size_t i_row, std::uint64_t i_bytes);
+  // What the drive does now, in a few words; "" while data is being sent.
+  void Phase(std::size_t i_row, const std::string& i_text);
   void End(std::size_t i_row, const std::string& i_result, bool i_good);
   // Draws the final state (bars) and stops the drawing thread.
   void Stop();
@@ -37,6 +43,10 @@ class C_Progress {
   static std::string Bytes(double i_bytes);
   // "0:07", "1:02:03".
   static std::string Duration(double i_seconds);
+  // i_text cut to i_width characters (bytes; the texts are ASCII).
+  static std::string Fit(const std::string& i_text, std::size_t i_width);
+
+  static constexpr int REMIND_SECONDS = 5;
 
  private:
   typedef std::chrono::steady_clock T_Clock;
@@ -49,10 +59,14 @@ class C_Progress {
     double seconds = 0;
     std::string result;
     bool good = true;
+    std::string phase;
+    std::string told;  // the last phase given a line of its own
+    T_Clock::time_point phaseSince, reminded;
   };
 
   std::string Render(const S_Row& i_row) const;
   void Draw();
+  void Remind();
   void Loop();
 
   C_Printer& m_printer;
@@ -63,6 +77,7 @@ class C_Progress {
   std::atomic<bool> m_running;
   std::size_t m_drawn;  // lines drawn by the last Draw
   std::size_t m_nameWidth;
+  std::size_t m_width;  // the terminal's columns
 };
 
 #endif

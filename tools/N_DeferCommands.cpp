@@ -7,6 +7,7 @@
 
 #include "ddff/C_DDFF.h"
 #include "tools/N_ExitStatus.h"
+#include "tools/N_Text.h"
 #include "tools/N_Messages.h"
 #include "tools/N_Sense.h"
 
@@ -17,6 +18,9 @@ using nlohmann::json;
 namespace N_DeferCommands {
 
 namespace {
+
+using N_Text::Address;
+using N_Text::Trimmed;
 
 const C_Host::S_Device& DeferredDrive(const S_Options& i_options, C_Host& io_host) {
   const C_Host::S_Device& device = io_host.Find(i_options.device);
@@ -42,9 +46,6 @@ int Hex(const std::string& i_text) {
   return static_cast<int>(std::strtol(i_text.c_str(), nullptr, 16));
 }
 
-std::string Address(const void* i_pointer) {
-  return std::to_string(reinterpret_cast<unsigned long>(i_pointer));
-}
 
 }  // namespace
 
@@ -98,6 +99,20 @@ int Status(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
   }
   io_printer.Table({"DEFERRED FLASH", ""}, rows);
   io_printer.Json(document);
+  // A failed request is a failure, whatever was asked; with --expect only a
+  // drive that runs that revision passes (a pending request not yet).
+  const std::string revision = io_host.Attribute(device, "FirmwareRev");
+  if (result == "error") {
+    throw C_Failure(N_ExitStatus::FAILED, device.id + ": the deferred request failed (" +
+                                              N_Messages::DeferredStatus(StatusValue(result)) +
+                                              "); firmware at " + revision);
+  }
+  if (!i_options.expect.empty() && revision != i_options.expect) {
+    throw C_Failure(N_ExitStatus::VERIFY_FAILED,
+                    fmt::format("{}: runs {}, expected {}{}", device.id, revision,
+                                i_options.expect,
+                                result.empty() ? "" : " (request " + result + ")"));
+  }
   return N_ExitStatus::SUCCESS;
 }
 
@@ -126,8 +141,11 @@ int Cancel(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
         device.id + ": request not cancelled: it is " + result + " (only a pending request can be)",
         C_Printer::YELLOW);
   }
-  io_printer.Json(json{
-      {"device", device.id}, {"before", before}, {"result", result}, {"cancelled", cancelled}});
+  // "cancelled": this call cancelled it; "result" is the request's state.
+  io_printer.Json(json{{"device", device.id},
+                       {"before", before},
+                       {"result", result},
+                       {"cancelled", cancelled && before != "cancelled"}});
   return N_ExitStatus::SUCCESS;
 }
 

@@ -4,11 +4,15 @@
 
 #include <map>
 
+#include "drivers/linux/C_LinuxDriver.h"
 #include "module/E_Status.h"
+#include "tools/C_Journal.h"
+#include "tools/N_FlashCommand.h"
 #include "tools/N_DriveSense.h"
 #include "tools/N_ExitStatus.h"
 #include "tools/N_Messages.h"
 #include "tools/N_Sense.h"
+#include "tools/N_Text.h"
 
 using nlohmann::json;
 
@@ -18,14 +22,39 @@ namespace {
 
 std::string OrDash(const std::string& i_text) { return i_text.empty() ? "-" : i_text; }
 
-json DeviceJson(C_Host& io_host, const C_Host::S_Device& i_device) {
-  return json{{"path", i_device.path},
-              {"id", i_device.id},
-              {"kind", i_device.kind},
-              {"vendor", io_host.Attribute(i_device, "VendorId")},
-              {"product", io_host.Attribute(i_device, "ProductId")},
-              {"revision", io_host.Attribute(i_device, "FirmwareRev")},
-              {"serial", io_host.Attribute(i_device, "SerialNumber")}};
+// The journal's lines, for what an interrupted flash left behind; a
+// journal that cannot be read is warned about and taken as empty.
+std::vector<json> JournalLines(C_Printer& io_printer) {
+  try {
+    return C_Journal().Read();
+  } catch (const std::exception& e) {
+    io_printer.Warning(e.what());
+    return {};
+  }
+}
+
+// The device as "list" shows it, with what is wrong with it: an identity
+// that cannot be read ("problem"), a downloaded image that waits for a
+// reset ("pendingActivation").
+json DeviceJson(C_Host& io_host, const C_Host::S_Device& i_device,
+                const std::vector<json>& i_journal) {
+  json entry = {{"path", i_device.path},
+                {"id", i_device.id},
+                {"kind", i_device.kind},
+                {"vendor", io_host.Attribute(i_device, "VendorId")},
+                {"product", io_host.Attribute(i_device, "ProductId")},
+                {"revision", io_host.Attribute(i_device, "FirmwareRev")},
+                {"serial", io_host.Attribute(i_device, "SerialNumber")}};
+  const std::string problem = io_host.IdentityProblem(i_device);
+  if (!problem.empty()) entry["problem"] = problem;
+  const std::string pending = N_FlashCommand::PendingActivation(
+      i_journal, N_Text::Trimmed(entry["serial"]), entry["revision"]);
+  if (!pending.empty()) entry["pendingActivation"] = pending;
+  return entry;
+}
+
+std::string Note(const json& i_entry) {
+  return i_entry.value("problem", i_entry.value("pendingActivation", ""));
 }
 
 // Byte attributes carry a '$' in front of their name.
@@ -50,16 +79,42 @@ std::string StatusLine(int i_status, const std::string& i_meaning) {
 }  // namespace
 
 int List(const S_Options&, C_Printer& io_printer, C_Host& io_host) {
+  const std::vector<json> journal = JournalLines(io_printer);
   json devices = json::array();
   std::vector<std::vector<std::string>> rows;
+  bool notes = false;
   for (const C_Host::S_Device& device : io_host.Devices()) {
-    json entry = DeviceJson(io_host, device);
+    json entry = DeviceJson(io_host, device, journal);
     rows.push_back({device.path, device.kind, OrDash(entry["vendor"]), OrDash(entry["product"]),
-                    OrDash(entry["revision"]), OrDash(entry["serial"])});
+                    OrDash(entry["revision"]), OrDash(entry["serial"]), Note(entry)});
+    if (entry.contains("problem")) io_printer.Warning(device.id + ": " + Note(entry));
+    notes = notes || !Note(entry).empty();
     devices.push_back(entry);
   }
-  io_printer.Table({"PATH", "KIND", "VENDOR", "PRODUCT", "REVISION", "SERIAL"}, rows);
-  io_printer.Json(json{{"devices", devices}});
+  std::vector<std::string> header = {"PATH", "KIND", "VENDOR", "PRODUCT", "REVISION", "SERIAL"};
+  if (notes) {
+    header.push_back("NOTE");
+  } else {
+    for (auto& row : rows) row.pop_back();
+  }
+  io_printer.Table(header, rows);
+  json document = {{"devices", devices}};
+  if (C_LinuxDriver* linux = io_host.Linux()) {
+    // Every name of each drive, and what discovery passed over and why.
+    for (std::size_t i = 0; i < devices.size(); ++i) {
+      devices[i]["names"] = linux->Names(io_host.DeviceObject(io_host.Devices()[i]));
+    }
+    json skipped = json::array();
+    for (const C_LinuxDriver::S_Skipped& entry : linux->Skipped()) {
+      const N_LinuxSysfs::S_ScsiDevice& d = entry.device;
+      const std::string name = d.block.empty() ? d.sg : d.block;
+      io_printer.Line(fmt::format("skipped {} ({}, /dev/{}): {}", name, d.address, d.sg, entry.reason));
+      skipped.push_back(json{{"name", name}, {"address", d.address}, {"sg", "/dev/" + d.sg},
+                             {"type", d.type}, {"reason", entry.reason}});
+    }
+    document = {{"devices", devices}, {"skipped", skipped}};
+  }
+  io_printer.Json(document);
   return N_ExitStatus::SUCCESS;
 }
 
@@ -87,11 +142,12 @@ int Show(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
     attributes[attribute.first] = attribute.second;
     rows.push_back({attribute.first, attribute.second});
   }
+  const json entry = DeviceJson(io_host, device, JournalLines(io_printer));
   io_printer.Line(fmt::format("{} ({}, path {})", device.id, device.kind, device.path),
                   C_Printer::BOLD);
+  if (!Note(entry).empty()) io_printer.Line(Note(entry), C_Printer::YELLOW);
   io_printer.Table({"ATTRIBUTE", "VALUE"}, rows);
-  io_printer.Json(json{
-      {"device", DeviceJson(io_host, device)}, {"attributes", attributes}, {"decoded", decoded}});
+  io_printer.Json(json{{"device", entry}, {"attributes", attributes}, {"decoded", decoded}});
   return N_ExitStatus::SUCCESS;
 }
 
@@ -144,8 +200,7 @@ int Call(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
                        {"arguments", i_options.arguments},
                        {"status", status},
                        {"meaning", meaning},
-                       {"changed", changed},
-                       {"exitStatus", exitStatus}});
+                       {"changed", changed}});
   return exitStatus;
 }
 

@@ -10,6 +10,8 @@ std::string Describe(int i_status) {
     case FAILED: return "an operation failed";
     case VERIFY_FAILED: return "verification failed";
     case FLEET_PARTIAL: return "some drives of a fleet flash failed";
+    case DRIVE_LOCKED: return "the drive is being flashed by another process";
+    case INTERRUPTED: return "interrupted";
     default: return "unknown exit status " + std::to_string(i_status);
   }
 }

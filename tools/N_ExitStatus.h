@@ -20,11 +20,18 @@ enum E_Status : int {
   // cannot be read or written, a request that could not be built.
   FAILED = 3,
   // Something was done but does not check out: --expect differs, a flash
-  // left the revision unchanged, "ddff verify" found a fault.
+  // left the revision unchanged or could not be verified, "ddff verify"
+  // found a fault, "defer status --expect" found another revision.
   VERIFY_FAILED = 4,
   // A flash of several drives where at least one did not succeed; the
   // others were flashed (the result table says which).
-  FLEET_PARTIAL = 5
+  FLEET_PARTIAL = 5,
+  // The drive is being flashed by another process (its lock is held);
+  // nothing was sent. Try again later, or wait for it with --wait.
+  DRIVE_LOCKED = 6,
+  // SIGINT or SIGTERM stopped a flash; the summary says what state each
+  // drive was left in and what to do next.
+  INTERRUPTED = 7
 };
 
 // One short English sentence for a status ("device not found").

@@ -1,7 +1,13 @@
 #include "tools/N_FileCommands.h"
 
 #include <fmt/core.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <sstream>
 
 #include "ddff/C_DDFF.h"
@@ -40,6 +46,15 @@ std::vector<std::uint8_t> ReadRequest(const std::string& i_path, C_DDFF& o_reque
     throw C_Failure(N_ExitStatus::VERIFY_FAILED, i_path + ": not a valid request: " + e.what());
   }
   return bytes;
+}
+
+// The module's reason without its frame, which names the class.
+std::string CloakReason(const C_CloakedFile::C_CloakException& i_exception) {
+  std::string reason = i_exception.GetText().Format("<MSG>");
+  if (!reason.empty()) {
+    reason[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(reason[0])));
+  }
+  return reason.empty() ? i_exception.what() : reason;
 }
 
 const char* StatusName(std::uint32_t i_status) {
@@ -144,18 +159,39 @@ int DdffVerify(const S_Options& i_options, C_Printer& io_printer) {
 
 int Cloak(const S_Options& i_options, C_Printer& io_printer) {
   const std::vector<std::uint8_t> plain = N_FileIo::Read(i_options.input);
+  // The module writes in place: cloak into a temporary file beside the
+  // output and rename it only once it is whole, so a failure loses nothing.
+  std::string temporary = i_options.output + ".XXXXXX";
+  const int fd = mkstemp(&temporary[0]);
+  if (fd < 0) {
+    throw C_Failure(N_ExitStatus::FAILED,
+                    i_options.output + ": cannot create the cloaked file: " + std::strerror(errno));
+  }
+  fchmod(fd, 0644);
+  close(fd);
   C_CloakedFile file;
   try {
-    if (!file.OpenOutput(i_options.output)) {
-      throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": cannot create the cloaked file");
+    errno = 0;
+    if (!file.OpenOutput(temporary)) {
+      const int error = errno;
+      throw C_Failure(N_ExitStatus::FAILED,
+                      i_options.output + ": cannot create the cloaked file" +
+                          (error ? std::string(": ") + std::strerror(error) : std::string()));
     }
     const std::uint32_t size = static_cast<std::uint32_t>(plain.size());
     if (file.Write(plain.data(), size) != size) {
       throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": cannot write the cloaked file");
     }
     file.Close();
+    if (std::rename(temporary.c_str(), i_options.output.c_str()) != 0) {
+      throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": cannot write the cloaked file");
+    }
   } catch (const C_CloakedFile::C_CloakException& e) {
-    throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": " + e.what());
+    unlink(temporary.c_str());
+    throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": " + CloakReason(e));
+  } catch (...) {
+    unlink(temporary.c_str());
+    throw;
   }
   io_printer.Line(fmt::format("{}: {} bytes cloaked", i_options.output, plain.size()));
   io_printer.Json(json{{"file", i_options.output}, {"bytes", plain.size()}});
@@ -173,7 +209,12 @@ int Uncloak(const S_Options& i_options, C_Printer& io_printer) {
       plain.insert(plain.end(), buffer, buffer + n);
     file.Close();
   } catch (const C_CloakedFile::C_CloakException& e) {
-    throw C_Failure(N_ExitStatus::FAILED, i_options.input + ": " + e.what());
+    // A header that cannot be read or is wrong: not a cloaked file at all.
+    const bool header = e.GetErrno() == C_CloakedFile::ERRNO_READ_HEADER ||
+                        e.GetErrno() == C_CloakedFile::ERRNO_BAD_HEADER;
+    throw C_Failure(N_ExitStatus::FAILED, i_options.input + ": " +
+                                              (header ? "not a cloaked file: " : "") +
+                                              CloakReason(e));
   }
   N_FileIo::WriteAtomically(i_options.output, plain.data(), plain.size());
   io_printer.Line(fmt::format("{}: {} bytes uncloaked", i_options.output, plain.size()));

@@ -1,6 +1,8 @@
 #include "tools/N_FileIo.h"
 
 #include <fcntl.h>
+#include <fmt/core.h>
+#include <openssl/evp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -69,6 +71,27 @@ void WriteAtomically(const std::string& i_path, const std::uint8_t* i_data, std:
     unlink(temporary.c_str());
     Fail(i_path, "write", error);
   }
+}
+
+void MakeDirectories(const std::string& i_path) {
+  for (std::size_t slash = i_path.find('/', 1);; slash = i_path.find('/', slash + 1)) {
+    const std::string part = i_path.substr(0, slash);
+    if (!part.empty() && mkdir(part.c_str(), 0755) != 0 && errno != EEXIST) {
+      Fail(part, "create the directory", errno);
+    }
+    if (slash == std::string::npos) return;
+  }
+}
+
+std::string Sha256(const std::vector<std::uint8_t>& i_bytes) {
+  unsigned char digest[EVP_MAX_MD_SIZE];
+  unsigned int length = 0;
+  if (EVP_Digest(i_bytes.data(), i_bytes.size(), digest, &length, EVP_sha256(), nullptr) != 1) {
+    throw C_Failure(N_ExitStatus::FAILED, "cannot compute a SHA-256 (libcrypto failed)");
+  }
+  std::string hex;
+  for (unsigned int i = 0; i < length; ++i) hex += fmt::format("{:02x}", digest[i]);
+  return hex;
 }
 
 }  // namespace N_FileIo

@@ -12,7 +12,8 @@ namespace N_Messages {
 // Sets the module's locale: i_locale, or the environment's when empty.
 void SetLocale(const std::string& i_locale);
 // The meaning of an operation's status ("Bad or missing argument"; 2000 +
-// n: the comparison's result).
+// n: the comparison's result); a driver's result code from the drivers'
+// catalog (drivers/common/N_DriverResult.h).
 std::string Status(int i_status);
 // The meaning of a "CmprModePage" result (2000 + differing bytes).
 std::string Compared(int i_result);

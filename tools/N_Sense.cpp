@@ -71,6 +71,55 @@ std::string Summary(int i_key, int i_asc, int i_ascq) {
   return key + ", " + additional;
 }
 
+bool AtaRegisters(const std::vector<std::uint8_t>& i_sense, int& o_error, int& o_status) {
+  if (i_sense.size() < 8) return false;
+  const int format = i_sense[0] & 0x7F;
+  if (format == 0x72 || format == 0x73) {
+    const std::size_t end = std::min<std::size_t>(i_sense.size(), 8u + i_sense[7]);
+    for (std::size_t at = 8; at + 1 < end; at += 2u + i_sense[at + 1]) {
+      if (i_sense[at] == 0x09 && at + 14 <= end) {
+        o_error = i_sense[at + 3];
+        o_status = i_sense[at + 13];
+        return true;
+      }
+    }
+    return false;
+  }
+  if ((format == 0x70 || format == 0x71) && (i_sense[0] & 0x80)) {
+    o_error = i_sense[3];
+    o_status = i_sense[4];
+    return true;
+  }
+  return false;
+}
+
+std::string AtaText(int i_error, int i_status) {
+  static const char* const statusBits[8] = {"ERR", "IDX", "CORR", "DRQ", "DSC", "DF", "DRDY", "BSY"};
+  static const char* const errorBits[8] = {"AMNF", "NM", "ABRT", "MCR", "IDNF", "MC", "UNC", "ICRC"};
+  auto names = [](int i_value, const char* const* i_names) {
+    std::string text;
+    for (int bit = 7; bit >= 0; --bit) {
+      if (i_value & (1 << bit)) text += (text.empty() ? "" : " ") + std::string(i_names[bit]);
+    }
+    return text.empty() ? std::string() : " (" + text + ")";
+  };
+  char numbers[2][8];
+  std::snprintf(numbers[0], sizeof numbers[0], "0x%02X", i_status & 0xFF);
+  std::snprintf(numbers[1], sizeof numbers[1], "0x%02X", i_error & 0xFF);
+  return std::string("ATA status ") + numbers[0] + names(i_status, statusBits) + ", error " +
+         numbers[1] + names(i_error, errorBits);
+}
+
+std::string Describe(const std::vector<std::uint8_t>& i_sense, bool i_ata) {
+  const S_Decoded decoded = Decode(i_sense);
+  if (!decoded.valid) return std::string();
+  std::string text = decoded.hasAsc ? Summary(decoded.key, decoded.asc, decoded.ascq)
+                                    : Summary(decoded.key, 0, 0);
+  int error = 0, status = 0;
+  if (i_ata && AtaRegisters(i_sense, error, status)) text += "; " + AtaText(error, status);
+  return text;
+}
+
 std::string Hex(const std::vector<std::uint8_t>& i_bytes) {
   std::string text;
   char cell[4];

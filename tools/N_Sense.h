@@ -37,6 +37,20 @@ std::string AscText(int i_asc, int i_ascq);
 // The operator's one-line form: "ILLEGAL REQUEST, invalid field in
 // parameter list" (key in capitals, then the additional sense).
 std::string Summary(int i_key, int i_asc, int i_ascq);
+// The ATA error and status registers that a SCSI/ATA translation puts into
+// the sense data of an ATA pass-through command: an ATA Status Return
+// descriptor (type 09h) in descriptor format, or the information field
+// (error in byte 3, status in byte 4, VALID set) in fixed format. Only
+// meaningful for the sense of an ATA pass-through block: the information
+// field of other commands means something else. False when there are none.
+bool AtaRegisters(const std::vector<std::uint8_t>& i_sense, int& o_error, int& o_status);
+// "ATA status 0x51 (DRDY DSC ERR), error 0x04 (ABRT)": the set bits by name.
+std::string AtaText(int i_error, int i_status);
+// An operator's line for sense bytes: Summary() of the decoded key and
+// additional sense, and for i_ata the ATA registers when present; "" for
+// bytes that do not decode.
+std::string Describe(const std::vector<std::uint8_t>& i_sense, bool i_ata);
+
 // The bytes as "70 00 05 ..." (upper-case pairs, one blank between).
 std::string Hex(const std::vector<std::uint8_t>& i_bytes);
 

@@ -60,11 +60,11 @@ std::string Describe(const Driver::S_Command& i_command, const std::string& i_de
       text += fmt::format("\n      ... {} more bytes", i_command.dataLength - length);
   }
   if (i_result != 0 && i_command.senseBuffer && i_command.senseLength && i_command.senseBuffer[0]) {
-    // Fixed-format sense: 8 bytes of header plus the additional length.
-    unsigned length = i_command.senseLength;
-    if (length >= 8) length = std::min<unsigned>(length, 8u + i_command.senseBuffer[7]);
-    text += "\n      sense " + N_Sense::Hex(std::vector<std::uint8_t>(
-                                   i_command.senseBuffer, i_command.senseBuffer + length));
+    const std::vector<std::uint8_t> sense = C_ObservingDriver::SenseBytes(i_command);
+    text += "\n      sense " + N_Sense::Hex(sense);
+    // Decoded, with the ATA registers of a failed ATA pass-through block.
+    const std::string decoded = N_Sense::Describe(sense, i_command.cdb && i_command.cdb[0] == 0xC6);
+    if (!decoded.empty()) text += ": " + decoded;
   }
   return text;
 }

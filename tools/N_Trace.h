@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "tools/C_ObservingDriver.h"
+#include "drivers/common/C_ObservingDriver.h"
 #include "tools/C_Printer.h"
 
 namespace Driver {
@@ -13,7 +13,8 @@ struct S_Command;
 // The -v trace of command blocks: one line per block (device, request
 // type, command block bytes, direction and length, result); from -vv on a
 // hex dump of the data (256 bytes at -vv, all at -vvv), and the sense bytes
-// of a block that failed.
+// of a block that failed, decoded (with the ATA status and error registers
+// of a failed ATA pass-through block).
 namespace N_Trace {
 
 std::string Describe(const Driver::S_Command& i_command, const std::string& i_device, int i_result,

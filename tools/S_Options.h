@@ -25,10 +25,14 @@ struct S_Options {
     CMD_HEXDUMP,
     CMD_SIM_RESET,
     CMD_SIM_RESTART,
-    CMD_SIM_STATUS
+    CMD_SIM_STATUS,
+    CMD_HISTORY
   };
 
   E_Command command = CMD_NONE;
+  // The command as typed, without options ("list", "defer status"); "" when
+  // the command line named none.
+  std::string commandName;
 
   // Global options.
   int verbosity = 0;  // -v count: 1 command blocks, 2 with data (256 bytes), 3 all data
@@ -38,9 +42,11 @@ struct S_Options {
   std::string fleet;     // --fleet
   std::string locale;    // --locale
   std::string module;    // --module: libvek.so to load
+  unsigned timeout = 0;  // --timeout: seconds for a download command (linux); 0 default
+  bool force = false;    // --force: override vekctl's refusals (flash; linux: drives in use too)
 
   // Positional arguments of the commands.
-  std::string device;                  // show, ops, call, defer *
+  std::string device;                  // show, ops, call, defer *, history
   std::string operation;               // call
   std::vector<std::string> arguments;  // call
   std::string image;                   // flash, ddff build
@@ -52,10 +58,12 @@ struct S_Options {
 
   // flash
   bool all = false;
-  std::string vendor, product, below, expect, skipCurrent;
+  std::string vendor, product, below, expect, skipCurrent;  // expect: defer status too
   int jobs = 0;  // 0: all selected drives, at most 8
   bool dryRun = false;
   bool yes = false;
+  bool wait = false;     // wait for a drive another process is flashing
+  bool replace = false;  // replace a pending deferred request
 
   // ddff build (vendor and product above are shared with flash)
   std::string revision, serial;

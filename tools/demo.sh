@@ -3,8 +3,8 @@
 # vekctl, start from a clean simulated fleet in a temporary state file, list
 # the fleet, flash one SCSI, one ATA and one deferred-flash drive with
 # sample images, restart the array controller so that its agent runs the
-# deferred request, and show the revisions, the request's status and its
-# report. Leaves nothing behind.
+# deferred request, and show the revisions, the request's status, its
+# report and the flash journal. Leaves nothing behind.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 ROOT=$(pwd)
@@ -22,6 +22,8 @@ cmake --build "$BUILD" -j "${VEK_JOBS:-$(nproc)}" --target vekctl vek-sim-image 
 WORK=$(mktemp -d "${TMPDIR:-/tmp}/vek-demo.XXXXXX")
 trap 'rm -rf "$WORK"' EXIT
 export VEK_SIM_STATE=$WORK/sim-state.json
+# The flash journal and the drives' locks stay in the temporary folder too.
+export VEK_STATE_DIR=$WORK VEK_LOCK_DIR=$WORK/locks
 VEKCTL=$BUILD/tools/vekctl
 cd "$WORK"
 
@@ -44,3 +46,4 @@ run defer status array0:2
 run defer dump array0:2 --dir .
 run ddff dump ZQ_ZQ-SAS-146_ZQS146C003_D.dat
 run list
+run history

@@ -26,6 +26,7 @@ int RunFileCommand(const S_Options& i_options, C_Printer& io_printer) {
     case S_Options::CMD_CLOAK: return N_FileCommands::Cloak(i_options, io_printer);
     case S_Options::CMD_UNCLOAK: return N_FileCommands::Uncloak(i_options, io_printer);
     case S_Options::CMD_HEXDUMP: return N_FileCommands::Hexdump(i_options, io_printer);
+    case S_Options::CMD_HISTORY: return N_FlashCommand::History(i_options, io_printer);
     default: return -1;
   }
 }
@@ -51,9 +52,10 @@ int RunHostCommand(const S_Options& i_options, C_Printer& io_printer) {
 
 // The one place where a failure becomes output: its line on standard error
 // and, in --json mode, the document on standard output.
-int Report(C_Printer& io_printer, int i_status, const std::string& i_message) {
+int Report(const S_Options& i_options, C_Printer& io_printer, int i_status,
+           const std::string& i_message) {
   io_printer.Error(i_message);
-  io_printer.Json(nlohmann::json{{"error", i_message}, {"exitStatus", i_status}});
+  io_printer.Finish(i_options.commandName, i_status, i_message);
   return i_status;
 }
 
@@ -69,11 +71,13 @@ int main(int argc, char** argv) {
   C_Printer printer(options.verbosity, options.json);
   try {
     N_Messages::SetLocale(options.locale);
-    const int status = RunFileCommand(options, printer);
-    return status >= 0 ? status : RunHostCommand(options, printer);
+    int status = RunFileCommand(options, printer);
+    if (status < 0) status = RunHostCommand(options, printer);
+    printer.Finish(options.commandName, status);
+    return status;
   } catch (const C_Failure& failure) {
-    return Report(printer, failure.Status(), failure.what());
+    return Report(options, printer, failure.Status(), failure.what());
   } catch (const std::exception& e) {
-    return Report(printer, N_ExitStatus::FAILED, std::string("vekctl: ") + e.what());
+    return Report(options, printer, N_ExitStatus::FAILED, std::string("vekctl: ") + e.what());
   }
 }

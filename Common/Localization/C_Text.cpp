@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <ctime>
+#include <type_traits>
 #include <vector>
 
 #include "Common/Localization/Local.h"
@@ -18,6 +19,20 @@ template <> struct S_KindOf<unsigned int> { static constexpr N_PrintfFormat::E_K
 template <> struct S_KindOf<long> { static constexpr N_PrintfFormat::E_Kind value = N_PrintfFormat::LONG; };
 template <> struct S_KindOf<int> { static constexpr N_PrintfFormat::E_Kind value = N_PrintfFormat::INT; };
 template <> struct S_KindOf<double> { static constexpr N_PrintfFormat::E_Kind value = N_PrintfFormat::DOUBLE; };
+
+// An integer goes to snprintf at the width its format names, converted as
+// C converts; a double as it is.
+template <class T>
+int Print(char* o_buffer, unsigned i_size, const char* i_format, T i_value) {
+  typedef typename std::conditional<std::is_signed<T>::value, long, unsigned long>::type T_Long;
+  typedef typename std::conditional<std::is_signed<T>::value, int, unsigned int>::type T_Int;
+  return N_PrintfFormat::TakesLong(i_format)
+             ? std::snprintf(o_buffer, i_size, i_format, static_cast<T_Long>(i_value))
+             : std::snprintf(o_buffer, i_size, i_format, static_cast<T_Int>(i_value));
+}
+int Print(char* o_buffer, unsigned i_size, const char* i_format, double i_value) {
+  return std::snprintf(o_buffer, i_size, i_format, i_value);
+}
 
 // snprintf's result judged by the lenient rule: a result of exactly i_size
 // (the last character lost to the terminator) still counts as success.
@@ -42,7 +57,7 @@ template <class T>
 bool C_Text::C_Arg<T>::Format(char* o_buffer, unsigned i_size, const char* i_format) const {
   const char* format = i_format ? i_format : sm_stdFormat;
   if (!o_buffer || i_size == 0 || !N_PrintfFormat::IsSafe(format, S_KindOf<T>::value)) return false;
-  return Fits(std::snprintf(o_buffer, i_size, format, m_value), i_size);
+  return Fits(Print(o_buffer, i_size, format, m_value), i_size);
 }
 
 bool C_Text::C_StringArg::Format(char* o_buffer, unsigned i_size, const char* i_format) const {
@@ -105,11 +120,9 @@ void C_Text::SetMsgId(unsigned i_id, const C_Descriptor& i_descriptor,
 }
 
 void C_Text::SetArg(const std::string& i_name, C_TextArg* i_arg) {
-  C_TextArg*& slot = m_args[i_name];
-  // Replacing deletes the earlier argument: the text owns what it was given,
-  // and dropping it would leak.
-  if (slot != i_arg) delete slot;
-  slot = i_arg;
+  // The entry is overwritten and the earlier argument is not deleted (see
+  // the header): hosts that replace an argument delete the earlier one.
+  m_args[i_name] = i_arg;
 }
 
 void C_Text::AddArg(const std::string& i_name, const std::string& i_value) { SetArg(i_name, new C_StringArg(i_value)); }
@@ -140,23 +153,17 @@ std::string C_Text::GetString(const std::string& i_locale) const {
 
 std::string C_Text::GetString() const { return GetString(GetLocale()); }
 
-bool C_Text::FormatArg(const std::string& i_name, const std::string& i_format,
-                       std::string& o_result) const {
-  o_result.clear();
+std::string C_Text::FormatArg(const std::string& i_name, const std::string& i_format) const {
   const C_TextArg* arg = GetArg(i_name);
-  if (!arg) return false;
+  if (!arg) return std::string();
   const char* format = i_format.empty() ? nullptr : i_format.c_str();
   char small[256];
-  if (arg->Format(small, sizeof small, format)) {
-    o_result = small;
-    return true;
-  }
+  if (arg->Format(small, sizeof small, format)) return small;
   // Longer results (long strings, wide fields) get one more try in a buffer
   // large enough for any width the format check lets through.
   std::vector<char> big(65536);
-  if (!arg->Format(big.data(), static_cast<unsigned>(big.size()), format)) return false;
-  o_result = big.data();
-  return true;
+  if (!arg->Format(big.data(), static_cast<unsigned>(big.size()), format)) return std::string();
+  return big.data();
 }
 
 std::string C_Text::Format(const std::string& i_template) const {

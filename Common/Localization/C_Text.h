@@ -30,9 +30,12 @@ class VEK_API C_Text {
   // One named argument. Format writes the value with the given printf-style
   // format (null: the kind's default) into buffer[size] and is true when the
   // result fits or loses only its last character to the terminator (a
-  // result of exactly `size` counts as success). A format that does not fit
-  // the kind of value is refused (false) instead of being passed to
-  // snprintf, so templates from files can never misuse a value.
+  // result of exactly `size` counts as success). A format of another class
+  // than the value (N_PrintfFormat::IsSafe) is refused (false) instead of
+  // being passed to snprintf, so templates from files can never make it read
+  // or write what it was not given. Integer formats fit every integer kind:
+  // the value goes at the width the format names ("%ld" reads a long, "%d"
+  // an int), converted as C converts.
   class VEK_API C_TextArg {
    public:
     virtual ~C_TextArg();
@@ -94,9 +97,12 @@ class VEK_API C_Text {
   unsigned GetMsgId() const { return m_msgId; }
   const std::string& GetDefaultText() const { return m_defaultText; }
 
-  // Stores i_arg (not null) under i_name; the text owns it from now on. Each
-  // name is meant to be set once; setting it again replaces the earlier
-  // argument, which is deleted.
+  // Stores i_arg (not null) under i_name; the text owns it from now on
+  // (ClearArgs and the destructor delete it). Each name is meant to be set
+  // once per text. When i_name already holds an argument, the entry is
+  // overwritten and the earlier argument is NOT deleted: the text no longer
+  // owns it, and whoever replaces it deletes it (GetArg gives it first).
+  // AddArg calls SetArg, so the same holds for every AddArg.
   void SetArg(const std::string& i_name, C_TextArg* i_arg);
   void AddArg(const std::string& i_name, const std::string& i_value);
   void AddArg(const std::string& i_name, const char* i_value);
@@ -118,13 +124,13 @@ class VEK_API C_Text {
   // The same for Local::GetLocale().
   std::string GetString() const;
 
-  // Writes argument i_name with i_format ("" for the argument's default) to
-  // o_result. False, o_result empty, when there is no such argument or its
-  // Format fails even with a 64 KiB buffer (outputs up to 255 characters are
-  // tried in a 256-byte buffer first; one of exactly 256 characters loses its
-  // last character, by the rule of C_TextArg::Format).
-  bool FormatArg(const std::string& i_name, const std::string& i_format,
-                 std::string& o_result) const;
+  // Argument i_name written with i_format ("" for the argument's default).
+  // "" when there is no such argument or its Format fails even with a
+  // 64 KiB buffer (outputs up to 255 characters are tried in a 256-byte
+  // buffer first; one of exactly 256 characters loses its last character,
+  // by the rule of C_TextArg::Format). The markup formatter calls it for
+  // each argument tag.
+  std::string FormatArg(const std::string& i_name, const std::string& i_format) const;
   // Formats i_template with this text's arguments (Local::Format::printf).
   std::string Format(const std::string& i_template) const;
 

@@ -19,14 +19,16 @@ bool SkipDigits(const char*& io_p) {
 
 bool Fits(E_Kind i_kind, const char* i_length, char i_conversion) {
   auto in = [](char c, const char* set) { return c != '\0' && std::strchr(set, c) != nullptr; };
+  const bool intWidth = !*i_length || !std::strcmp(i_length, "h") || !std::strcmp(i_length, "hh");
   switch (i_kind) {
     case INT:
     case UNSIGNED_INT:
-      return (!*i_length || !std::strcmp(i_length, "h") || !std::strcmp(i_length, "hh")) &&
-             in(i_conversion, "diouxXc");
     case LONG:
     case UNSIGNED_LONG:
-      return !std::strcmp(i_length, "l") && in(i_conversion, "diouxX");
+      // The caller passes the value at the width the format names (see
+      // TakesLong), so every integer kind fits every integer format.
+      return (intWidth && in(i_conversion, "diouxXc")) ||
+             (!std::strcmp(i_length, "l") && in(i_conversion, "diouxX"));
     case DOUBLE:
       return (!*i_length || !std::strcmp(i_length, "l")) && in(i_conversion, "fFeEgGaA");
     case STRING:
@@ -62,6 +64,16 @@ bool IsSafe(const char* i_format, E_Kind i_kind) {
     if (++conversions > 1) return false;
   }
   return true;
+}
+
+bool TakesLong(const char* i_format) {
+  for (const char* p = i_format; p && *p; ++p) {
+    if (*p != '%') continue;
+    if (*++p == '%') continue;
+    while (*p && std::strchr("-+ #0'.0123456789", *p)) ++p;
+    return *p == 'l';
+  }
+  return false;
 }
 
 }  // namespace N_PrintfFormat

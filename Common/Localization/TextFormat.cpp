@@ -108,12 +108,11 @@ bool attVal(S_Workspace& w, unsigned char) {
 bool endTag(S_Workspace& w, unsigned char) {
   // A name ended directly by '>' is still pending; one ended by a blank was
   // moved to tagName.
+  // A tag naming no argument, or one that cannot be formatted, adds nothing.
   const std::string& argument = w.tagName.empty() ? w.name : w.tagName;
-  std::string value;
-  bool ok = w.text && w.text->FormatArg(argument, w.format, value);
-  if (ok) w.output += value;
+  if (w.text) w.output += w.text->FormatArg(argument, w.format);
   w.Clean();
-  return ok;
+  return true;
 }
 
 // The markup, one state per row: a state is the index of its first

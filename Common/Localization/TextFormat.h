@@ -15,8 +15,11 @@ class C_Text;
 //   text           copied as it is
 //   <name>         the argument `name` of the text, in its default format
 //   <name FMT='%03d' other="ignored">
-//                  the same with a printf-style format (checked against the
-//                  argument's kind); other attributes are read and ignored
+//                  the same with a printf-style format; other attributes
+//                  are read and ignored. A format of another class than
+//                  the argument (a string format for a number, an integer
+//                  one for a double, "%n", "*") is refused: the tag adds
+//                  nothing. Integer formats fit every integer argument.
 //   &lt; &gt; &amp; &apos; &quot;   < > & ' "
 //   &#65; &#x41;   one character given by number (only its low byte is kept)
 //

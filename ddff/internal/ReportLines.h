@@ -17,9 +17,9 @@ namespace report {
 // "0x" and lower-case hexadecimal digits, for every hexadecimal value of the
 // report.
 std::string Hex(std::uint32_t i_value);
-// i_nSize bytes as they stand, except bytes outside printable ASCII, shown
-// as '.', so a field keeps its full width and the report stays text.
-std::string Printable(const void* i_pData, std::size_t i_nSize);
+// i_nSize bytes exactly as they lie, zero bytes and bytes above 0x7E
+// included: the report shows a field at its full width, byte for byte.
+std::string Raw(const void* i_pData, std::size_t i_nSize);
 // Two hexadecimal digits per byte, separated by one space.
 std::string Bytes(const std::uint8_t* i_pData, std::size_t i_nSize);
 

@@ -68,6 +68,21 @@ int C_SimDrive::DataIn(Driver::S_Command& io_command, const std::vector<std::uin
 
 int C_SimDrive::Execute(Driver::S_Command& io_command, bool& o_changed) {
   o_changed = false;
+  const int result = Perform(io_command, o_changed);
+  if (result == CHECK_CONDITION && m_state.kind == "ata" && io_command.cdb &&
+      io_command.cdb[0] == 0xC6) {
+    // The drive aborted the ATA command: ABRT in the error register; DRDY,
+    // DSC and ERR in the status register.
+    AddAtaRegisters(m_state.sense, 0x04, 0x51);
+    if (io_command.senseBuffer && io_command.senseLength) {
+      std::size_t n = std::min<std::size_t>(io_command.senseLength, m_state.sense.size());
+      std::memcpy(io_command.senseBuffer, m_state.sense.data(), n);
+    }
+  }
+  return result;
+}
+
+int C_SimDrive::Perform(Driver::S_Command& io_command, bool& o_changed) {
   if (io_command.requestType == Driver::REQUEST_CONTROL) return Control(io_command, o_changed);
   if (!io_command.cdb || io_command.cdbLength == 0) {
     return Fail(io_command, ILLEGAL_REQUEST, 0x20, 0x00, o_changed);
@@ -162,8 +177,11 @@ int C_SimDrive::RequestSense(Driver::S_Command& io_command, bool& o_changed) {
 
 int C_SimDrive::TestUnitReady(Driver::S_Command& io_command, bool& o_changed) {
   if (m_state.busyLeft > 0) {
-    if (m_state.busyLeft != INT_MAX) --m_state.busyLeft;
-    o_changed = true;
+    // Busy without end changes nothing worth writing back.
+    if (m_state.busyLeft != INT_MAX) {
+      --m_state.busyLeft;
+      o_changed = true;
+    }
     return BUSY;
   }
   if (m_state.stopped) return Fail(io_command, NOT_READY, 0x04, 0x02, o_changed);

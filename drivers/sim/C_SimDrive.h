@@ -17,7 +17,8 @@
 //
 // A failing command returns N_SimSense::CHECK_CONDITION, leaves its sense
 // data for the next REQUEST SENSE and copies it into the command's sense
-// buffer. Not thread-safe: the driver serialises access to a drive.
+// buffer; a failed ATA pass-through block's sense also carries the ATA
+// error and status registers (N_SimSense::AddAtaRegisters). Not thread-safe: the driver serialises access to a drive.
 class C_SimDrive {
  public:
   // What lives only as long as the process: the download being assembled.
@@ -45,6 +46,8 @@ class C_SimDrive {
  private:
   static const S_Opcode sm_opcodes[];
 
+  // Execute without the ATA registers a failed pass-through block gets.
+  int Perform(Driver::S_Command& io_command, bool& o_changed);
   int Fail(Driver::S_Command& io_command, std::uint8_t i_key, std::uint8_t i_asc,
            std::uint8_t i_ascq, bool& o_changed);
   int DataIn(Driver::S_Command& io_command, const std::vector<std::uint8_t>& i_data);

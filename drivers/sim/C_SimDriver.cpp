@@ -1,8 +1,7 @@
 #include "drivers/sim/C_SimDriver.h"
 
 #include <algorithm>
-#include <chrono>
-#include <thread>
+#include <cstdlib>
 
 #include "ddff/C_DeferScsiTarget.h"
 #include "device/C_QarnTargetId.h"
@@ -24,6 +23,13 @@ S_SimFleet InitialFleet(const C_SimDriver::S_Options& i_options) {
                                      : C_SimStore::ReadFleetFile(i_options.fleetPath);
 }
 
+int InstantSleep(const struct timespec*, struct timespec*) { return 0; }
+
+bool InstantWanted() {
+  const char* value = std::getenv("VEK_SIM_INSTANT");
+  return value && *value && std::string(value) != "0";
+}
+
 std::string DriveKey(const std::string& i_controller, int i_drive) {
   return i_controller + ":" + std::to_string(i_drive);
 }
@@ -34,13 +40,15 @@ C_SimDriver::C_SimDriver(const S_Options& i_options)
     : C_Driver(0x5131),
       m_store(i_options.statePath.empty() ? C_SimStore::DefaultPath() : i_options.statePath,
               InitialFleet(i_options)),
-      m_sleep([](unsigned i_ms) { std::this_thread::sleep_for(std::chrono::milliseconds(i_ms)); }) {
+      m_previousSleep(InstantWanted() ? SetSleepHook(&InstantSleep) : nullptr) {
   SetName("vek simulated controller");
   SetVersion("1.0");
   SetMinVersion("1.0");
 }
 
-C_SimDriver::~C_SimDriver() = default;
+C_SimDriver::~C_SimDriver() {
+  if (m_previousSleep) SetSleepHook(m_previousSleep);
+}
 
 bool C_SimDriver::Init() {
   try {
@@ -168,7 +176,6 @@ int C_SimDriver::ForwardCommand(Driver::S_Command* i_command, C_Device* i_device
       });
     }
   }
-  if (m_observer) m_observer(*i_command, i_device, result);
   return result;
 }
 
@@ -197,7 +204,8 @@ int C_SimDriver::RestartController(const std::string& i_name) {
         changed = true;
       }
     };
-    count = array.RunPending(run, reset, m_sleep, changed);
+    count = array.RunPending(
+        run, reset, [](unsigned i_ms) { SleepMilliSeconds(static_cast<int>(i_ms)); }, changed);
     return changed;
   });
   return count;

@@ -9,6 +9,7 @@
 #include "drivers/sim/C_SimArray.h"
 #include "drivers/sim/C_SimDrive.h"
 #include "drivers/sim/C_SimStore.h"
+#include "Common/Localization/ValueFormat.h"
 #include "module/C_Driver.h"
 
 class C_EntityNode;
@@ -28,18 +29,20 @@ class C_EntityNode;
 // codes of N_SimSense (1034 check condition, 1035 no answer, 1036 busy).
 // Every command is one transaction on the state file.
 //
+// Time: the array agent's waits go through the module's sleep seam
+// (SleepMilliSeconds), like the module's own polling. With VEK_SIM_INSTANT
+// set to a non-empty value other than "0", the driver installs a sleep hook
+// for as long as it lives that returns at once: simulated drives need no
+// real time, so a drive busy for 2000 polls takes no 200 s (tests, demos).
+//
 // Threads: several host threads may use several drives at once; the
-// driver's state is locked per command. The observer is called outside the
-// lock, on the thread that sent the command.
+// driver's state is locked per command.
 class C_SimDriver : public C_Driver {
  public:
   struct S_Options {
     std::string statePath;  // empty: C_SimStore::DefaultPath()
     std::string fleetPath;  // empty: the built-in fleet
   };
-  // Sees each command block as it completes: the block, its origin, result.
-  typedef std::function<void(const Driver::S_Command&, C_Device*, int)> T_Observer;
-
   // Throws C_SimStore::C_Error when the fleet file cannot be used.
   explicit C_SimDriver(const S_Options& i_options);
   ~C_SimDriver() override;
@@ -63,11 +66,6 @@ class C_SimDriver : public C_Driver {
   const std::string& StatePath() const { return m_store.Path(); }
   const std::string& LastError() const { return m_lastError; }
 
-  void SetObserver(const T_Observer& i_observer) { m_observer = i_observer; }
-  // Replaces the real sleep of the agent's sleep instructions and repeat
-  // delays (tests).
-  void SetSleep(const std::function<void(unsigned)>& i_sleep) { m_sleep = i_sleep; }
-
  private:
   struct S_Node {
     std::string controller;
@@ -86,8 +84,7 @@ class C_SimDriver : public C_Driver {
   std::map<C_Device*, S_Node> m_nodes;
   std::map<std::string, C_SimDrive::S_Transient> m_driveTransient;
   std::map<std::string, C_SimArray::S_Transient> m_arrayTransient;
-  T_Observer m_observer;
-  std::function<void(unsigned)> m_sleep;
+  T_SleepHook m_previousSleep;  // restored by the destructor; null when none was installed
   std::string m_lastError;
 };
 

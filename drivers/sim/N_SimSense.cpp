@@ -12,4 +12,12 @@ std::vector<std::uint8_t> Fixed(std::uint8_t i_key, std::uint8_t i_asc, std::uin
   return sense;
 }
 
+void AddAtaRegisters(std::vector<std::uint8_t>& io_sense, std::uint8_t i_error,
+                     std::uint8_t i_status) {
+  if (io_sense.size() < 5) return;
+  io_sense[0] |= 0x80;
+  io_sense[3] = i_error;
+  io_sense[4] = i_status;
+}
+
 }  // namespace N_SimSense

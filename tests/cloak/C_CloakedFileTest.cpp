@@ -172,8 +172,9 @@ TEST_F(C_CloakedFileTest, LargerHeaderSizesAreSkipped) {
   EXPECT_EQ(file.Read(buffer, sizeof buffer), 0u);
 }
 
-// Opening fails with false; a second open completes the first file (the
-// output replaces its file only when closed); a failing close throws.
+// Opening fails with false; the output file is created or truncated at
+// once and written in place; a second open completes the first file; a
+// failing close throws.
 TEST_F(C_CloakedFileTest, OpenAndClose) {
   C_CloakedFile file;
   EXPECT_FALSE(file.OpenInput(m_dir.File("missing.ck")));
@@ -181,9 +182,11 @@ TEST_F(C_CloakedFileTest, OpenAndClose) {
   EXPECT_FALSE(file.IsOpen());
   EXPECT_EQ(file.GetSize(), 0u);  // nothing open
   const std::string path = m_dir.File("target.ck");
+  WriteFileBytes(path, "old contents of the file");
   ASSERT_TRUE(file.OpenOutput(path));
   file.Write("new", 3);
-  EXPECT_FALSE(N_FileUtilities::FileExists(path));
+  EXPECT_EQ(file.GetSize(), 3u);  // flushes: the bytes are in the named file
+  EXPECT_EQ(ReadFileBytes(path), Header(kMagic, 16, 1, 0, file.GetSeed()) + Cloaked("new", file.GetSeed()));
   ASSERT_TRUE(file.OpenOutput(m_dir.File("second.ck")));
   EXPECT_EQ(ReadAll(path, 10), "new");
   file.Close();

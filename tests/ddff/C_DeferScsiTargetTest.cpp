@@ -339,7 +339,9 @@ class C_RecordingTarget : public C_DeferScsiTarget {
   unsigned int arguments = 0;
 };
 
-// Image address, length, request address, then switches "Name=true".
+// Image address, length, request address, then named switches "Name=value":
+// a switch is set only by the text "true"; any other value leaves it unset
+// and the flash goes ahead. Names the operation does not know are refused.
 TEST(DeferScsiTargetArgumentsTest, DeferFlashArguments) {
   C_RecordingTarget target;
   C_DDFF request;
@@ -352,8 +354,10 @@ TEST(DeferScsiTargetArgumentsTest, DeferFlashArguments) {
       {{"DeferFlash", image, "32"}, 1025, 0},
       {{"DeferFlash", image, "32", "0"}, 1025, 0},
       {{"DeferFlash", "0", "32", req}, 1025, 0},
-      {{"DeferFlash", image, "32", req, "Debug=false"}, 1025, 0},
+      {{"DeferFlash", image, "32", req, "Dump=false", "Debug=TRUE", "Fast=1", "Reflash=true"}, 42, 0x4},
+      {{"DeferFlash", image, "32", req, "Cancel=true", "Cancel=false", "Debug="}, 42, 0},  // the last one counts
       {{"DeferFlash", image, "32", req, "Verify=true"}, 1025, 0},
+      {{"DeferFlash", image, "32", req, "Debug"}, 1025, 0},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(::testing::PrintToString(c.args));
@@ -408,6 +412,13 @@ TEST_F(DeferScsiTargetTest, DumpWritesTheHeldRequestToTheNamedFile) {
   ASSERT_EQ(0, m_target->Dump());
   EXPECT_EQ(std::string(48, '\xEE'), ReadFileBytes(file));
 
+  // The size read is data offset + data size, rounded up to 512: for a
+  // request without data that is nothing after the header read.
+  C_DDFF noData;
+  m_store.request.assign(noData.GetRequest(), noData.GetRequest() + 512);
+  ASSERT_EQ(0, m_target->Dump());
+  EXPECT_EQ("", ReadFileBytes(file));
+
   // A failing read leaves no file and nothing else behind.
   std::filesystem::remove(file);
   m_store.request.assign(program.request.GetRequest(), program.request.GetRequest() + 9728);
@@ -415,8 +426,7 @@ TEST_F(DeferScsiTargetTest, DumpWritesTheHeldRequestToTheNamedFile) {
   EXPECT_EQ(31, m_target->Dump());
   EXPECT_TRUE(std::filesystem::is_empty(dir.Path()));
 
-  // A file that cannot be put in place (a directory holds its name): 1, and
-  // the temporary file is gone.
+  // A file that cannot be opened (a directory holds its name): 1.
   m_store.fault = nullptr;
   std::filesystem::create_directories(file + "/keep");
   EXPECT_EQ(1, m_target->Dump());

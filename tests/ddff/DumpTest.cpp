@@ -83,13 +83,17 @@ TEST(DumpTest, ErrorDetailsOnlyWithTheErrorBit) {
   const std::string report = Report(request);
   const std::size_t from = report.find("    Old ROM: ");
   EXPECT_EQ(report.substr(from, report.find("Request:") - from),
-            "    Old ROM: \tZQ..\n"
+            std::string("    Old ROM: \tZQ\0\x7F\n", 19) +  // the bytes themselves
             "      Instruction: \t0x14\n"
             "      Target: \t1:2:3\n"
             "      CAM Status: \t0x84\n"
             "      Sense Key: \t0x03\n"
             "      ASC: \t0x11\n"
             "      ASQ: \t0xff\n");
+
+  // Text fields at full width as they lie: a cleared serial is 20 zero bytes.
+  EXPECT_EQ(Between(report, "    Revision: \t    ", "    Instructions: "),
+            "    Serial: \t" + std::string(20, '\0') + "\n");
 
   status.status = DDFF::DDFF_STATUS_SUCCESS;
   request.SetStatus(status);
@@ -127,7 +131,7 @@ TEST(DumpTest, CommandLines) {
   other.AddBYTEParameter(0xAB);
   C_DDFF::C_ScsiInstruction foreign;
   std::vector<std::uint8_t> record(foreign.GetAsData(), foreign.GetAsData() + 40);
-  record[0] = 'Q';
+  record[0] = '\x80';  // shown as the byte itself
   record[23] = 200;  // a length past the 16 CDB bytes shows the 16
   foreign.SetAsData(record.data(), 40);
   const struct { std::string report, expected; } cases[] = {
@@ -137,7 +141,7 @@ TEST(DumpTest, CommandLines) {
       {Report(C_DDFF::C_ScsiInstruction(writeBuffer, 10)),
        "    SCSI:  [3b 07 00 01 00 00 00 80 00 00] \tWriteBuffer Mode=0x07 Offset=65536 Length=32768\n"
        "      SCSI Flags: \t0x4\n"},
-      {Report(foreign), "    <Q> [00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00] \tTestUnitReady\n"},
+      {Report(foreign), "    <\x80> [00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00] \tTestUnitReady\n"},
       {Report(sleep), "    CNTL:  [01 fa 00] \tDDFF_CMD_SLEEP \t250 milliseconds\n"},
       {Report(other), "    CNTL:  [09 ab] \tUnknown <0x9>\n"},
   };

@@ -37,7 +37,14 @@ TEST(C_DeviceTest, SetTimeoutParsesWithBaseDetection) {
 TEST(C_DeviceTest, CallOperationPassesArgumentsAndResultsUnchanged) {
   C_FakeDevice device;
   device.AddEcho("Echo", 1);
-  device.AddEcho("Echo", 1234);  // re-registering a name takes the new operation
+  const C_Device::C_DeviceOperation* earlier = device.GetOperations().at("Echo");
+  // Registering a name again takes the new operation; the earlier object is
+  // not destroyed, now or by Cleanup: its owner deletes it (a device that
+  // deleted it: a double free).
+  device.AddEcho("Echo", 1234);
+  device.Cleanup();
+  delete earlier;
+  device.AddEcho("Echo", 1234);  // after Cleanup, to call it
   const char* argv[] = {"Echo", "a", "b", nullptr};
   EXPECT_EQ(device.CallOperation("Echo", 3, argv), 1234);
   EXPECT_EQ(device.m_lastArgs, (std::vector<std::string>{"Echo", "a", "b"}));

@@ -23,7 +23,6 @@ C_SimHost::C_SimHost(const std::string& i_statePath, const std::string& i_fleetP
   g_sleeps = 0;
   g_previous = SetSleepHook(&CountingSleep);
   m_root.SetDriver(m_driver);
-  m_driver->SetSleep([](unsigned) {});
   EXPECT_TRUE(m_root.Init()) << m_driver->LastError();
   Enumerate();
 }

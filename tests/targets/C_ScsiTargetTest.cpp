@@ -284,7 +284,7 @@ TEST_F(ScsiTargetTest, VendorSpecificCommandRules) {
       {{V, "0x180", "10", at, "1", "64", dataAt}, 0, 0x80, 1, 64},
       {{V, "0", "6", at, "2", "0x20", dataAt}, 0, 0x00, 0, 32},
       {{V, "0", "5", at, "0"}, BAD, 0, 0, 0},
-      {{V, "0", "256", at, "0"}, BAD, 0, 0, 0},
+      {{V, "0", "0x10A", at, "0"}, 0, 0x00, 2, 0},  // above 255: its low 8 bits go, as the field holds them
       {{V, "0", "10", "0", "0"}, BAD, 0, 0, 0},
       {{V, "0", "10", at, "3"}, BAD, 0, 0, 0},
       {{V, "0", "10", at, "1", "64"}, BAD, 0, 0, 0},
@@ -298,7 +298,7 @@ TEST_F(ScsiTargetTest, VendorSpecificCommandRules) {
     ASSERT_EQ(c.status, Call(c.args));
     ASSERT_EQ(c.status ? 0u : 1u, Commands().size());
     if (c.status) continue;
-    const T_Bytes block(cdb, cdb + ParseSigned(c.args[2].c_str()));
+    const T_Bytes block(cdb, cdb + (ParseSigned(c.args[2].c_str()) & 0xFF));
     EXPECT_EQ((S_Block{block, c.dataLength, 255, c.flags, c.direction, 1}), Block(Commands()[0]));
     EXPECT_EQ(c.dataLength ? data : nullptr, Commands()[0].dataBuffer);
   }

@@ -58,7 +58,10 @@ std::vector<std::string> C_Vekctl::Environment(const std::vector<std::string>& i
       env.push_back(*e);
   }
   env.push_back("VEK_SIM_STATE=" + File("state.json"));
+  env.push_back("VEK_LOCK_DIR=" + File("locks"));
+  env.push_back("VEK_STATE_DIR=" + File("state"));
   env.push_back("LC_ALL=C");
+  env.insert(env.end(), m_env.begin(), m_env.end());
   env.insert(env.end(), i_extra.begin(), i_extra.end());
   return env;
 }
@@ -67,20 +70,37 @@ std::vector<std::string> C_Vekctl::Environment(const std::vector<std::string>& i
 // never a terminal, and nothing can block on a full pipe.
 C_Vekctl::S_Result C_Vekctl::Run(const std::vector<std::string>& i_args,
                                  const std::string& i_input) {
-  S_Exec exec(i_args, m_common, Environment({}));
   WriteFileBytes(File("stdin"), i_input);
+  return Wait(Spawn(i_args, ""), "");
+}
+
+int C_Vekctl::Spawn(const std::vector<std::string>& i_args, const std::string& i_name) {
+  S_Exec exec(i_args, m_common, Environment({}));
+  if (!i_name.empty()) WriteFileBytes(File("stdin"), "");
   const int fds[3] = {open(File("stdin").c_str(), O_RDONLY),
-                      open(File("stdout").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600),
-                      open(File("stderr").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600)};
+                      open(File(i_name + "stdout").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600),
+                      open(File(i_name + "stderr").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600)};
   const pid_t pid = fork();
   if (pid == 0) {
     for (int fd = 0; fd < 3; ++fd) dup2(fds[fd], fd);
     exec.Exec();
   }
   for (int fd : fds) close(fd);
+  return pid;
+}
+
+C_Vekctl::S_Result C_Vekctl::Wait(int i_pid, const std::string& i_name) {
   int wait = 0;
-  waitpid(pid, &wait, 0);
-  return {ExitStatus(wait), ReadFileBytes(File("stdout")), ReadFileBytes(File("stderr"))};
+  waitpid(i_pid, &wait, 0);
+  return {ExitStatus(wait), ReadFileBytes(File(i_name + "stdout")),
+          ReadFileBytes(File(i_name + "stderr"))};
+}
+
+void C_Vekctl::SetDrive(int i_controller, int i_drive, const nlohmann::json& i_keys) {
+  Run({"sim", "reset"});  // the initial fleet (--fleet when given)
+  nlohmann::json state = nlohmann::json::parse(ReadFileBytes(File("state.json")));
+  state["controllers"][i_controller]["drives"][i_drive].update(i_keys);
+  WriteFileBytes(File("state.json"), state.dump());
 }
 
 nlohmann::json C_Vekctl::Json(std::vector<std::string> i_args, int* o_status) {
@@ -98,12 +118,13 @@ nlohmann::json C_Vekctl::Json(std::vector<std::string> i_args, int* o_status) {
 
 C_Vekctl::S_Result C_Vekctl::RunOnTerminal(const std::vector<std::string>& i_args,
                                            const std::string& i_prompt, const std::string& i_answer,
-                                           const std::vector<std::string>& i_env) {
+                                           const std::vector<std::string>& i_env,
+                                           unsigned short i_columns) {
   std::vector<std::string> extra = {"TERM=xterm"};
   extra.insert(extra.end(), i_env.begin(), i_env.end());
   S_Exec exec(i_args, m_common, Environment(extra));
   int master = -1;
-  winsize size = {40, 160, 0, 0};
+  winsize size = {40, i_columns, 0, 0};
   const pid_t pid = forkpty(&master, nullptr, nullptr, &size);
   if (pid < 0) throw std::runtime_error("forkpty failed");
   if (pid == 0) exec.Exec();

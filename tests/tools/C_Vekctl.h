@@ -11,9 +11,10 @@
 #include "support/TestSupport.h"
 
 // The real vekctl binary run as a subprocess on a simulated fleet of its
-// own: a temporary directory holds the state file (VEK_SIM_STATE), sample
-// images and whatever the commands write. The environment is the test's,
-// with LC_ALL=C, NO_COLOR unset and the state path set.
+// own: a temporary directory holds the state file (VEK_SIM_STATE), the
+// drives' locks (VEK_LOCK_DIR), the journal (VEK_STATE_DIR), sample images
+// and whatever the commands write. The environment is the test's, with
+// LC_ALL=C, NO_COLOR unset, those paths set and Env()'s additions.
 class C_Vekctl {
  public:
   struct S_Result {
@@ -27,6 +28,15 @@ class C_Vekctl {
 
   // Runs vekctl with i_args, standard input from i_input (never a terminal).
   S_Result Run(const std::vector<std::string>& i_args, const std::string& i_input = "");
+  // Starts vekctl in the background (no input; output to files named after
+  // i_name); Wait collects it.
+  int Spawn(const std::vector<std::string>& i_args, const std::string& i_name);
+  S_Result Wait(int i_pid, const std::string& i_name);
+  // Sets keys of drive i_drive of controller i_controller (indexes into the
+  // state file) in the simulated state: "faults", "busyPolls", ...
+  void SetDrive(int i_controller, int i_drive, const nlohmann::json& i_keys);
+  // Variables ("NAME=value") added to every later run.
+  std::vector<std::string>& Env() { return m_env; }
   // Runs with --json; the parsed standard output, which must be exactly
   // one document (a parse failure fails the test).
   nlohmann::json Json(std::vector<std::string> i_args, int* o_status = nullptr);
@@ -34,7 +44,8 @@ class C_Vekctl {
   // appeared (nothing typed when i_prompt is empty). Returns everything the
   // terminal showed. i_env adds variables ("NAME=value").
   S_Result RunOnTerminal(const std::vector<std::string>& i_args, const std::string& i_prompt,
-                         const std::string& i_answer, const std::vector<std::string>& i_env = {});
+                         const std::string& i_answer, const std::vector<std::string>& i_env = {},
+                         unsigned short i_columns = 160);
 
   // A firmware image for i_product that installs i_revision, written into
   // the directory; its path.
@@ -49,6 +60,7 @@ class C_Vekctl {
   std::vector<std::string> Environment(const std::vector<std::string>& i_extra) const;
   C_TempDir m_dir;
   std::vector<std::string> m_common;  // --fleet FILE when given
+  std::vector<std::string> m_env;
 };
 
 

@@ -19,22 +19,34 @@ class VekctlDeferTest : public testing::Test {
   C_Vekctl m_vekctl;
 };
 
+// --expect of a deferred flash is checked when the status is read: a
+// pending request is not there yet. A second request replaces a pending
+// one only with --replace.
 TEST_F(VekctlDeferTest, FlashIsPendingUntilTheAgentRuns) {
   const std::string image = m_vekctl.Image("ZQ-SAS-146", "ZQ06");
   int status = -1;
-  const json flash = m_vekctl.Json({"flash", image, "array0:2", "--yes"}, &status);
+  const json flash =
+      m_vekctl.Json({"flash", image, "array0:2", "--yes", "--expect", "ZQ06"}, &status);
   EXPECT_EQ(status, 0);
   ASSERT_EQ(flash["drives"].size(), 1u);
   EXPECT_EQ(flash["drives"][0]["result"], "pending");
   EXPECT_EQ(flash["drives"][0]["method"], "deferred request");
+  EXPECT_NE(flash["drives"][0]["message"].get<std::string>().find("defer status array0:2 --expect ZQ06"),
+            std::string::npos);
   EXPECT_EQ(m_vekctl.Revision("array0:2"), "ZQ05");
+  const json again = m_vekctl.Json({"flash", image, "array0:2", "--yes"}, &status);
+  EXPECT_EQ(status, 3);
+  EXPECT_EQ(again["drives"][0]["result"], "refused");
+  EXPECT_EQ(m_vekctl.Run({"flash", image, "array0:2", "--yes", "--replace"}).status, 0);
 
-  const json before = m_vekctl.Json({"defer", "status", "array0:2"})["request"];
-  EXPECT_EQ(before["result"], "pending");
-  EXPECT_EQ(before["oldRevision"], "ZQ05");
+  const json before = m_vekctl.Json({"defer", "status", "array0:2", "--expect", "ZQ06"}, &status);
+  EXPECT_EQ(status, 4);
+  EXPECT_EQ(before["request"]["result"], "pending");
+  EXPECT_EQ(before["request"]["oldRevision"], "ZQ05");
   EXPECT_EQ(m_vekctl.Json({"sim", "restart"})["restarted"][0]["requestsRun"], 1);
 
-  const json after = m_vekctl.Json({"defer", "status", "array0:2"});
+  const json after = m_vekctl.Json({"defer", "status", "array0:2", "--expect", "ZQ06"}, &status);
+  EXPECT_EQ(status, 0);
   EXPECT_EQ(after["request"]["result"], "success") << after.dump();
   EXPECT_EQ(after["revision"], "ZQ06");
   EXPECT_EQ(m_vekctl.Revision("array0:2"), "ZQ06");
@@ -43,9 +55,11 @@ TEST_F(VekctlDeferTest, FlashIsPendingUntilTheAgentRuns) {
 TEST_F(VekctlDeferTest, AFailedRequestReportsTheInstructionAndSense) {
   // An image for another product: the drive refuses its header with the
   // first WRITE BUFFER (instruction 0).
-  m_vekctl.Run({"flash", m_vekctl.Image("ZQ-SAS-300", "ZQ12"), "array0:2", "--yes"});
+  m_vekctl.Run({"flash", m_vekctl.Image("ZQ-SAS-300", "ZQ12"), "array0:2", "--yes", "--force"});
   m_vekctl.Run({"sim", "restart", "array0"});
-  const json status = m_vekctl.Json({"defer", "status", "array0:2"});
+  int exit = 0;
+  const json status = m_vekctl.Json({"defer", "status", "array0:2"}, &exit);
+  EXPECT_EQ(exit, 3);
   EXPECT_EQ(status["request"]["result"], "error");
   const json& error = status["request"]["error"];
   EXPECT_EQ(error["instruction"], 0);
@@ -69,6 +83,9 @@ TEST_F(VekctlDeferTest, CancelOnlyAPendingRequest) {
   const C_Vekctl::S_Result again = m_vekctl.Run({"defer", "cancel", "array0:3"});
   EXPECT_EQ(again.status, 0);
   EXPECT_NE(again.out.find("already cancelled"), std::string::npos) << again.out;
+  const json already = m_vekctl.Json({"defer", "cancel", "array0:3"});
+  EXPECT_EQ(already["result"], "cancelled");
+  EXPECT_EQ(already["cancelled"], false) << "this call cancelled nothing";
 }
 
 TEST_F(VekctlDeferTest, DumpWritesTheControllersCopyWhichVerifies) {

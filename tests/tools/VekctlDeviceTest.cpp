@@ -185,37 +185,68 @@ TEST(VekctlDeviceTest, EveryCommandHasHelp) {
     EXPECT_NE(result.out.find("Usage:"), std::string::npos) << result.out;
     EXPECT_NE(result.out.find(args[args.size() - 2]), std::string::npos) << result.out;
   }
-  const C_Vekctl::S_Result top = vekctl.Run({"--help"});
-  EXPECT_EQ(top.status, 0);
-  EXPECT_NE(top.out.find("Exit status"), std::string::npos);
-  const C_Vekctl::S_Result version = vekctl.Run({"--version"});
-  EXPECT_EQ(version.status, 0);
-  EXPECT_EQ(version.out.rfind("vekctl ", 0), 0u) << version.out;
+  for (const std::vector<std::string>& args : {std::vector<std::string>{"--help"}, {"help"}}) {
+    const C_Vekctl::S_Result top = vekctl.Run(args);
+    EXPECT_EQ(top.status, 0);
+    EXPECT_NE(top.out.find("Exit status"), std::string::npos);
+  }
+  EXPECT_NE(vekctl.Run({"help", "flash"}).out.find("Global options"), std::string::npos);
+  for (const char* flag : {"--version", "-V"}) {
+    const C_Vekctl::S_Result version = vekctl.Run({flag});
+    EXPECT_EQ(version.status, 0);
+    EXPECT_EQ(version.out.rfind("vekctl ", 0), 0u) << version.out;
+  }
 }
 
 TEST(VekctlDeviceTest, UsageErrorsExitWithOne) {
   C_Vekctl vekctl;
-  const std::vector<std::vector<std::string>> calls = {
-      {},
-      {"frobnicate"},
-      {"show"},
-      {"list", "--no-such-option"},
-      {"defer"},
-      {"--driver", "scsi", "list"},
-      {"ddff", "build", "image.fw"},
-      {"ddff", "build", "image.fw", "-o", "x", "--flags", "turbo"},
-      {"--driver", "linux", "list"},
+  const struct {
+    std::vector<std::string> args;
+    const char* complaint;
+  } calls[] = {
+      {{}, "subcommand is required"},
+      {{"frobnicate"}, "unknown command \"frobnicate\""},
+      {{"show"}, "DEVICE is required"},
+      {{"list", "--no-such-option"}, "--no-such-option"},
+      {{"defer"}, "subcommand is required"},
+      {{"--driver", "scsi", "list"}, "scsi"},
+      {{"ddff", "build", "image.fw"}, "--output is required"},
+      {{"ddff", "build", "image.fw", "-o", "x", "--flags", "turbo"}, "turbo"},
+      {{"--driver", "linux", "--timeout", "0", "list"}, "--timeout"},
+      {{"flash", "x", "hba0:0", "--jobs", "abc"}, "a number of drives from 1 to 64, not 'abc'"},
   };
-  for (const auto& args : calls) {
-    SCOPED_TRACE(testing::PrintToString(args));
-    const C_Vekctl::S_Result result = vekctl.Run(args);
+  for (const auto& call : calls) {
+    SCOPED_TRACE(testing::PrintToString(call.args));
+    const C_Vekctl::S_Result result = vekctl.Run(call.args);
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    EXPECT_NE(result.err.find(call.complaint), std::string::npos) << result.err;
     EXPECT_TRUE(result.out.empty());
   }
-  int status = 0;
-  EXPECT_EQ(vekctl.Json({"show"}, &status)["exitStatus"], 1);
-  EXPECT_EQ(status, 1);
+}
+
+// Every document has the same envelope, failures and usage errors too.
+TEST(VekctlDeviceTest, EveryJsonDocumentHasTheEnvelope) {
+  C_Vekctl vekctl;
+  const struct {
+    std::vector<std::string> args;
+    const char* command;
+    int exit;
+  } cases[] = {{{"list"}, "list", 0},
+               {{"defer", "status", "hba0:9"}, "defer status", 2},
+               {{"show"}, "show", 1},
+               {{"history"}, "history", 0},
+               {{"bogus"}, "", 1}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.command);
+    int status = -1;
+    const json document = vekctl.Json(c.args, &status);
+    EXPECT_EQ(status, c.exit);
+    EXPECT_EQ(document["version"], 1);
+    EXPECT_EQ(document["command"], c.command);
+    EXPECT_EQ(document["exitStatus"], c.exit);
+    EXPECT_EQ(document.contains("error"), c.exit != 0);
+  }
 }
 
 // The module is loaded by path; the drivers are linked against one file and

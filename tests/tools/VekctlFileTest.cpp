@@ -83,11 +83,20 @@ TEST(VekctlFileTest, CloakAndUncloakRoundTrip) {
   ASSERT_EQ(vekctl.Run({"uncloak", vekctl.File("cloaked"), vekctl.File("back")}).status, 0);
   EXPECT_EQ(ReadFileBytes(vekctl.File("back")), ReadFileBytes(plain));
 
-  // Not a cloaked file: refused, and the output is not created.
-  const C_Vekctl::S_Result bad = vekctl.Run({"uncloak", plain, vekctl.File("never")});
-  EXPECT_EQ(bad.status, 3);
-  EXPECT_NE(bad.err.find("Bad magic number"), std::string::npos) << bad.err;
-  EXPECT_EQ(access(vekctl.File("never").c_str(), F_OK), -1);
+  // Not a cloaked file, or no folder to write to: refused with the reason
+  // (no class name), and the output is not created.
+  const struct {
+    const char* command;
+    std::string out;
+    const char* complaint;
+  } cases[] = {{"uncloak", vekctl.File("never"), "not a cloaked file: bad magic number\n"},
+               {"cloak", vekctl.File("none/never"), ": No such file or directory\n"}};
+  for (const auto& c : cases) {
+    const C_Vekctl::S_Result bad = vekctl.Run({c.command, plain, c.out});
+    EXPECT_EQ(bad.status, 3);
+    EXPECT_NE(bad.err.find(c.complaint), std::string::npos) << bad.err;
+    EXPECT_EQ(access(c.out.c_str(), F_OK), -1);
+  }
 }
 
 TEST(VekctlFileTest, HexdumpIsTheModulesDump) {

@@ -14,7 +14,7 @@ TEST(VekctlTerminalTest, PromptThenProgressBarsThenColouredTable) {
   C_Vekctl vekctl;
   const std::string image = vekctl.Image("KS-4000", "0103");
   const C_Vekctl::S_Result run =
-      vekctl.RunOnTerminal({"flash", image, "hba0:0", "hba0:1"}, PROMPT, "y\n");
+      vekctl.RunOnTerminal({"flash", image, "hba0:0", "hba0:1", "--force"}, PROMPT, "y\n");
   EXPECT_EQ(run.status, 5) << run.out;  // hba0:1 is another product and refuses the image
   EXPECT_NE(run.out.find("to 2 drives? [y/N] "), std::string::npos) << run.out;
   // A bar per drive, redrawn in place, ending full for the drive that took it all.
@@ -44,15 +44,27 @@ TEST(VekctlTerminalTest, AnythingButYesSendsNothing) {
   EXPECT_EQ(vekctl.Revision("hba0:0"), "0102");
 }
 
-TEST(VekctlTerminalTest, NoColorKeepsTheTerminalPlain) {
+// On a narrow terminal every bar is cut to fit: a line that wraps leaves
+// stale copies behind at each redraw.
+TEST(VekctlTerminalTest, NoColorKeepsTheTerminalPlainAndBarsFitItsWidth) {
   C_Vekctl vekctl;
   const std::string image = vekctl.Image("KS-4000", "0103");
   const C_Vekctl::S_Result run =
-      vekctl.RunOnTerminal({"flash", image, "hba0:0", "--yes"}, "", "", {"NO_COLOR=1"});
+      vekctl.RunOnTerminal({"flash", image, "hba0:0", "--yes"}, "", "", {"NO_COLOR=1"}, 50);
   EXPECT_EQ(run.status, 0) << run.out;
   EXPECT_NE(run.out.find("100%"), std::string::npos) << "the bars stay";
   EXPECT_EQ(run.out.find("\033[3"), std::string::npos) << "no colour: " << run.out;
   EXPECT_EQ(run.out.find("\033[1m"), std::string::npos);
+  int bars = 0;
+  for (std::size_t at = run.out.find('\r'); at != std::string::npos;
+       at = run.out.find('\r', at + 1)) {
+    const std::size_t end = run.out.find("\033[K", at);
+    if (end == std::string::npos) break;
+    if (run.out.find('\n', at) < end) continue;  // a line end, not a redraw
+    EXPECT_LT(end - at - 1, 50u) << run.out.substr(at + 1, end - at - 1);
+    ++bars;
+  }
+  EXPECT_GT(bars, 0);
 }
 
 }  // namespace
