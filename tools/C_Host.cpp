@@ -210,10 +210,6 @@ std::string C_Host::LockKey(const S_Device& i_device, C_Session* i_session) {
                           Trimmed(Attribute(i_device, "WWN", i_session)), i_device.id);
 }
 
-void C_Host::Reinit(const S_Device& i_device) {
-  if (C_Device* device = DeviceObject(i_device)) device->Init();
-}
-
 C_Device* C_Host::DeviceObject(const S_Device& i_device) const {
   return i_device.handle ? i_device.handle->GetDevice() : nullptr;
 }

@@ -104,11 +104,8 @@ class C_Host {
     return i_device.kind == "SCSI" || i_device.kind == "ATA" || i_device.kind == "deferred";
   }
 
-  // Runs the device's Init again, so it re-reads what it publishes (the
-  // deferred-flash status after the controller's agent ran).
-  void Reinit(const S_Device& i_device);
   // The device object behind a handle (for the few things a host does with
-  // the classes it links: the dump of a deferred-flash target).
+  // the classes it links: a deferred-flash target's status and dump).
   C_Device* DeviceObject(const S_Device& i_device) const;
 
   std::unique_ptr<C_Session> NewSession() {
