@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "ddff/C_DDFF.h"
+#include "ddff/C_DeferScsiTarget.h"
 #include "foundation/C_File.h"
 #include "foundation/C_HexConverter.h"
 #include "tools/C_FlashJob.h"
@@ -54,19 +55,6 @@ std::string CloakReason(const C_CloakedFile::C_CloakException& i_exception) {
     reason[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(reason[0])));
   }
   return reason.empty() ? i_exception.what() : reason;
-}
-
-const char* StatusName(std::uint32_t i_status) {
-  switch (i_status) {
-    case DDFF::DDFF_STATUS_UNKNOWN: return "unknown";
-    case DDFF::DDFF_STATUS_LOADING: return "loading";
-    case DDFF::DDFF_STATUS_PENDING: return "pending";
-    case DDFF::DDFF_STATUS_RUNNING: return "running";
-    case DDFF::DDFF_STATUS_CANCELLED: return "cancelled";
-    case DDFF::DDFF_STATUS_SUCCESS: return "success";
-    case DDFF::DDFF_STATUS_ERROR: return "error";
-    default: return "mixed";
-  }
 }
 
 }  // namespace
@@ -134,11 +122,13 @@ int DdffDump(const S_Options& i_options, C_Printer& io_printer) {
 int DdffVerify(const S_Options& i_options, C_Printer& io_printer) {
   C_DDFF request;
   ReadRequest(i_options.file, request);
-  const std::uint32_t status = request.GetStatus().status;
+  // Named as the drive's "DeferResult": a single status bit by name,
+  // anything else in hexadecimal.
+  const std::string status = C_DeferScsiTarget::GetResultText(request.GetStatus().status);
   io_printer.Line(
       fmt::format(
           "{}: valid request: {} instructions, image {} bytes, status {}, for {} {} {} at {}",
-          i_options.file, request.GetInstructionCount(), request.GetDataSize(), StatusName(status),
+          i_options.file, request.GetInstructionCount(), request.GetDataSize(), status,
           request.GetDriveVendorId(), request.GetDriveProductId(), request.GetDriveSerialNumber(),
           request.GetDriveRevision()),
       C_Printer::GREEN);
@@ -146,7 +136,7 @@ int DdffVerify(const S_Options& i_options, C_Printer& io_printer) {
                        {"valid", true},
                        {"instructions", request.GetInstructionCount()},
                        {"imageBytes", request.GetDataSize()},
-                       {"status", StatusName(status)},
+                       {"status", status},
                        {"flags", request.GetRequestFlags()},
                        {"vendor", request.GetDriveVendorId()},
                        {"product", request.GetDriveProductId()},
