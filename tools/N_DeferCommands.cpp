@@ -3,14 +3,12 @@
 #include <fmt/core.h>
 #include <sys/stat.h>
 
-
 #include "ddff/C_DDFF.h"
+#include "ddff/C_DeferScsiTarget.h"
 #include "tools/N_ExitStatus.h"
-#include "tools/N_Text.h"
 #include "tools/N_Messages.h"
 #include "tools/N_Sense.h"
-
-#include "ddff/C_DeferScsiTarget.h"
+#include "tools/N_Text.h"
 
 using nlohmann::json;
 

@@ -149,11 +149,10 @@ int DdffVerify(const S_Options& i_options, C_Printer& io_printer) {
 int Cloak(const S_Options& i_options, C_Printer& io_printer) {
   const std::vector<std::uint8_t> plain = N_FileIo::Read(i_options.input);
   // The module writes in place: cloak into the temporary file of an atomic
-  // replacement, which Close renames only once it is whole and synced, so a
-  // failure loses nothing.
+  // replacement, which only Close renames, once it is whole and synced; a
+  // failure (the output's destructor) loses nothing.
   C_File output;
   const auto fail = [&](const std::string& i_reason) {
-    output.Abandon();
     throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": " + i_reason);
   };
   if (!output.OpenReplace(i_options.output)) {
@@ -162,7 +161,7 @@ int Cloak(const S_Options& i_options, C_Printer& io_printer) {
   C_CloakedFile file;
   try {
     errno = 0;
-    if (!file.OpenOutput(output.GetTemporaryPath())) {
+    if (!file.OpenOutput(output.GetWritePath())) {
       fail("cannot create the cloaked file" +
            (errno ? std::string(": ") + std::strerror(errno) : std::string()));
     }
