@@ -7,7 +7,10 @@
 # tests/package/deb_test.sh builds, unpacks, runs and checks them.
 
 # What the tools' own CMake files leave to the package.
-install(TARGETS veksim LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_SKIP)
+install(TARGETS veksim vekdriver LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_SKIP)
+if(TARGET veklinux)
+  install(TARGETS veklinux LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_SKIP)
+endif()
 install(TARGETS vek-sim-image RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
 # Manual pages, made at build time from the programs' own help, so that they

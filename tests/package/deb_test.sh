@@ -40,6 +40,7 @@ lacks() {
 }
 has vek usr/bin/vekctl usr/bin/vek-sim-image \
   "usr/$libdir/libvek.so.1" "usr/$libdir/libvekhost.so.1" "usr/$libdir/libveksim.so.1" \
+  "usr/$libdir/libvekdriver.so.1" "usr/$libdir/libveklinux.so.1" usr/share/vek/locale/en_US/vekdriver.msg \
   usr/share/vek/locale/en_US/vek.msg usr/share/vek/locale/de_DE/vek.msg \
   usr/share/man/man8/vekctl.8.gz usr/share/man/man1/vek-sim-image.1.gz \
   usr/share/doc/vek/copyright usr/share/doc/vek/changelog.gz usr/share/doc/vek/README.md
