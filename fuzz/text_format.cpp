@@ -1,10 +1,11 @@
-// Fuzz target (libFuzzer): any bytes as a message template, formatted with
-// one argument of each kind. Not part of the build; see
-// fuzz/cloaked_file_reader.cpp for how to compile. Without arguments the
-// output can never be longer than the template.
+// Fuzz target: any bytes as a message template (Local::Format::printf),
+// formatted with one argument of each kind the texts carry. Without
+// arguments the output can never be longer than the template; the traced
+// form must give the same output and one state per character.
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "Common/Localization/C_Text.h"
 #include "Common/Localization/TextFormat.h"
@@ -24,6 +25,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* i_data, std::size_t i_
     return text;
   }();
   if (Local::Format::printf(templ, empty).size() > templ.size()) std::abort();
-  Local::Format::printf(templ, arguments);
+  std::vector<int> states;
+  if (Local::Format::printf(templ, arguments, &states) != Local::Format::printf(templ, arguments) ||
+      states.size() != templ.size()) {
+    std::abort();
+  }
   return 0;
 }

@@ -1,5 +1,6 @@
 #include "drivers/sim/S_SimFleet.h"
 
+#include <climits>
 #include <stdexcept>
 #include <set>
 
@@ -23,6 +24,39 @@ void RefuseUnknownKeys(const json& i_json, const std::set<std::string>& i_known,
 template <class T>
 void Optional(const json& i_json, const char* i_key, T& o_value) {
   if (i_json.contains(i_key)) i_json.at(i_key).get_to(o_value);
+}
+
+// Numbers are read through these, never through nlohmann's conversions,
+// which take any number for any arithmetic type unchecked (a fraction, or a
+// value out of the type's range, even with undefined behaviour).
+long long Integer(const json& i_value, const char* i_key, long long i_min, long long i_max) {
+  // An unsigned value is compared first: above LLONG_MAX it fits no long long.
+  if (i_value.is_number_integer() &&
+      !(i_value.is_number_unsigned() &&
+        i_value.get<unsigned long long>() > static_cast<unsigned long long>(i_max))) {
+    const long long value = i_value.get<long long>();
+    if (value >= i_min && value <= i_max) return value;
+  }
+  throw std::invalid_argument(std::string(i_key) + " must be an integer from " + std::to_string(i_min) +
+                              " to " + std::to_string(i_max) + ", not " + i_value.dump());
+}
+
+template <class T>
+std::vector<T> Integers(const json& i_value, const char* i_key, long long i_min, long long i_max) {
+  if (!i_value.is_array()) throw std::invalid_argument(std::string(i_key) + " must be an array");
+  std::vector<T> values;
+  for (const json& item : i_value) values.push_back(static_cast<T>(Integer(item, i_key, i_min, i_max)));
+  return values;
+}
+
+void Optional(const json& i_json, const char* i_key, int& o_value) {
+  if (i_json.contains(i_key)) {
+    o_value = static_cast<int>(Integer(i_json.at(i_key), i_key, INT_MIN, INT_MAX));
+  }
+}
+
+void Optional(const json& i_json, const char* i_key, std::vector<int>& o_value) {
+  if (i_json.contains(i_key)) o_value = Integers<int>(i_json.at(i_key), i_key, 0, 255);
 }
 
 S_SimDrive Drive(int i_number, const char* i_kind, const char* i_vendor, const char* i_product,
@@ -131,7 +165,7 @@ void from_json(const json& i_json, S_SimDrive& o_drive) {
                      "requestFile"},
                     "drive");
   o_drive = S_SimDrive();
-  i_json.at("number").get_to(o_drive.number);
+  o_drive.number = static_cast<int>(Integer(i_json.at("number"), "number", INT_MIN, INT_MAX));
   i_json.at("kind").get_to(o_drive.kind);
   if (o_drive.kind != "scsi" && o_drive.kind != "ata" && o_drive.kind != "deferred") {
     throw std::invalid_argument("drive kind \"" + o_drive.kind +
@@ -150,14 +184,27 @@ void from_json(const json& i_json, S_SimDrive& o_drive) {
   Optional(i_json, "busyPolls", o_drive.busyPolls);
   Optional(i_json, "busyLeft", o_drive.busyLeft);
   if (i_json.contains("sense")) {
-    i_json.at("sense").get_to(o_drive.sense);
+    o_drive.sense = Integers<std::uint8_t>(i_json.at("sense"), "sense", 0, 255);
   } else {
     o_drive.sense = N_SimSense::Fixed(N_SimSense::UNIT_ATTENTION, 0x29, 0x00);
   }
+  // The drive models the pages it has by default, each with its shape: a
+  // page of another code or length would not fit its mode sense and select.
   o_drive.modePages = C_SimModePages::Defaults();
   if (i_json.contains("modePages")) {
     for (const auto& page : i_json.at("modePages").items()) {
-      o_drive.modePages[page.key()] = page.value().get<std::vector<std::uint8_t>>();
+      auto known = o_drive.modePages.find(page.key());
+      if (known == o_drive.modePages.end()) {
+        throw std::invalid_argument("mode page \"" + page.key() + "\" is not one of 01, 08, 0A");
+      }
+      std::vector<std::uint8_t> bytes = Integers<std::uint8_t>(page.value(), "modePages", 0, 255);
+      if (bytes.size() != known->second.size() || (bytes[0] & 0x3F) != known->second[0] ||
+          bytes[1] != known->second[1]) {
+        throw std::invalid_argument("mode page " + page.key() + " must be " +
+                                    std::to_string(known->second.size()) +
+                                    " bytes starting with its code and length");
+      }
+      known->second = bytes;
     }
   }
   Optional(i_json, "faults", o_drive.faults);
@@ -211,7 +258,8 @@ void from_json(const json& i_json, S_SimFleet& o_fleet) {
   if (i_json.value("format", std::string("vek-sim-fleet")) != "vek-sim-fleet") {
     throw std::invalid_argument("not a simulated fleet (format is not \"vek-sim-fleet\")");
   }
-  if (i_json.value("version", 1) != 1) {
+  if (i_json.contains("version") &&
+      !(i_json.at("version").is_number_integer() && i_json.at("version") == 1)) {
     throw std::invalid_argument("unsupported fleet version " + i_json.at("version").dump());
   }
   o_fleet = S_SimFleet();

@@ -128,6 +128,17 @@ TEST_F(C_SimDriverTest, UnusableStateOrFleetFilesAreReportedAndKept) {
        "needs an array controller"},
       {R"({"controllers":[{"name":"a","kind":"hba","drives":[{"number":1,"kind":"scsi","vendor":"v","product":"p","serial":"s","firmware":"f","fualts":{}}]}]})",
        "unknown key \"fualts\""},
+      // Numbers that nlohmann would convert unchecked (found by fuzzing).
+      {R"({"controllers":[{"name":"a","kind":"hba","drives":[{"number":0,"kind":"scsi","vendor":"v","product":"p","serial":"s","firmware":"f","modePages":{"01":[1,6e75]}}]}]})",
+       "modePages must be an integer from 0 to 255, not 6e+75"},
+      {R"({"controllers":[{"name":"a","kind":"hba","drives":[{"number":4294967296,"kind":"scsi","vendor":"v","product":"p","serial":"s","firmware":"f"}]}]})",
+       "number must be an integer"},
+      {R"({"version":1e300,"controllers":[]})", "unsupported fleet version"},
+      // Pages the drive model cannot answer for (found by fuzzing).
+      {R"({"controllers":[{"name":"a","kind":"hba","drives":[{"number":0,"kind":"scsi","vendor":"v","product":"p","serial":"s","firmware":"f","modePages":{"3F":[63,1,0]}}]}]})",
+       "mode page \"3F\" is not one of 01, 08, 0A"},
+      {R"({"controllers":[{"name":"a","kind":"hba","drives":[{"number":0,"kind":"scsi","vendor":"v","product":"p","serial":"s","firmware":"f","modePages":{"08":[]}}]}]})",
+       "mode page 08 must be 20 bytes"},
   };
   for (const S_Case& c : fleets) {
     WriteFileBytes(m_dir.File("bad.json"), c.text);
