@@ -237,25 +237,6 @@ TEST(Cloak, MatchesTheByteLoopForEveryLengthAndState) {
   EXPECT_EQ(byte, 'Z');
 }
 
-TEST(Cloak, AnySplitIntoCallsGivesTheSameBytes) {
-  const std::string data = RandomText(600000, 2);
-  std::mt19937 random(3);
-  for (std::uint32_t state : StartStates()) {
-    std::string expected = data;
-    const std::uint32_t want = Reference(expected, state);
-    for (std::size_t limit : {100, 5000, 300000}) {  // pieces from 1 byte to well past the key cycle
-      std::string actual = data;
-      std::uint32_t running = state;
-      for (std::size_t at = 0, piece; at < actual.size(); at += piece) {
-        piece = std::min<std::size_t>(1 + random() % limit, actual.size() - at);
-        running = Crypt::Cloak(&actual[at], static_cast<long>(piece), running);
-      }
-      EXPECT_EQ(running, want);
-      EXPECT_TRUE(actual == expected) << "pieces up to " << limit << ", state " << state;
-    }
-  }
-}
-
 // Many threads making the first large call at once: the tables are built
 // once and every thread gets the right bytes.
 TEST(CloakThreads, ConcurrentFirstUse) {

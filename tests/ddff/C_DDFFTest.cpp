@@ -168,25 +168,6 @@ TEST(C_DDFFTest, TextFieldsAreCutToWidthAndReadBackTrimmed) {
   EXPECT_EQ(request.GetDriveSerialNumber(), "");  // the zero-filled default
 }
 
-TEST(C_DDFFTest, ReadGivesBackWhatWasBuilt) {
-  S_Sample sample;
-  sample.request.SetRequestFlags(DDFF::DDFF_RQ_DEBUG | DDFF::DDFF_RQ_FAST);
-  const std::string image = Image(sample.request);
-  C_TempDir dir;
-  WriteFileBytes(dir.File("request.dat"), image);
-  C_DDFF copy;
-  copy.Read(dir.File("request.dat"));
-  EXPECT_EQ(copy.GetDriveVendorId(), "ACME");
-  EXPECT_EQ(copy.GetRequestFlags(), 9u);
-  EXPECT_EQ(copy.GetDataSize(), 600u);
-  EXPECT_EQ(copy.GetRomImage(), nullptr);  // checked, not kept
-  ASSERT_EQ(copy.GetInstructionCount(), 2u);
-  EXPECT_NE(dynamic_cast<const C_DDFF::C_ControllerInstruction*>(&copy.GetInstruction(1)), nullptr);
-  // With the image attached again, the request builds to the same bytes.
-  copy.SetRomImage(sample.image.data(), 600);
-  EXPECT_EQ(Image(copy), image);
-}
-
 // Flips one bit in every byte of the image in turn and checks the exact
 // complaint: each CRC-covered region names its own CRC, the signature is
 // checked before any CRC, a record's tag is checked as the record is made,
