@@ -1,6 +1,7 @@
 #include "foundation/C_File.h"
 
 #include <fcntl.h>
+#include <cerrno>
 #include <glob.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -43,7 +44,8 @@ TEST(C_File, ReadWriteSeekSizeAndMove) {
 }
 
 // The old file stays until Close renames the temporary over it, keeping
-// the old file's mode; Abandon leaves the old file and no temporary.
+// the old file's mode; a replacement never closed leaves the old file and no
+// temporary.
 TEST(C_File, ReplaceOnCloseAbandonKeeps) {
   C_TempDir dir;
   const std::string path = dir.File("target");
@@ -60,10 +62,11 @@ TEST(C_File, ReplaceOnCloseAbandonKeeps) {
   ASSERT_EQ(::stat(path.c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0640u);
 
-  ASSERT_TRUE(file.OpenReplace(path));
-  file.Write("partial", 7);
-  file.Abandon();
-  EXPECT_FALSE(file.IsOpen());
+  {
+    C_File unfinished;  // destroyed without Close: abandoned
+    ASSERT_TRUE(unfinished.OpenReplace(path));
+    unfinished.Write("partial", 7);
+  }
   EXPECT_EQ(ReadFileBytes(path), "new");
   EXPECT_EQ(C_Glob(dir.Path() + "/*").size(), 1u);
   EXPECT_TRUE(C_Glob(dir.Path() + "/.*.tmp").empty());
@@ -85,14 +88,14 @@ TEST(C_File, ReplaceThroughALinkNewFileAndFailures) {
   EXPECT_FALSE(N_FileUtilities::FileExists(dir.File("fresh")));
   EXPECT_TRUE(file.Close());
   EXPECT_TRUE(N_FileUtilities::FileExists(dir.File("fresh")));
-  EXPECT_FALSE(file.OpenReplace(dir.File("no/such/dir/f")));
+  EXPECT_EQ(N_FileUtilities::WriteFileAtomically(dir.File("fresh"), "whole", 5), 0);
+  EXPECT_EQ(ReadFileBytes(dir.File("fresh")), "whole");
+  EXPECT_EQ(N_FileUtilities::WriteFileAtomically(dir.File("no/such/dir/f"), "x", 1), ENOENT);
 
   // A device cannot be replaced: it is written directly, and a failing
   // flush shows in Close.
   if (::access("/dev/full", W_OK) == 0) {
-    ASSERT_TRUE(file.OpenReplace("/dev/full"));
-    file.Write("x", 1);
-    EXPECT_FALSE(file.Close());
+    EXPECT_EQ(N_FileUtilities::WriteFileAtomically("/dev/full", "x", 1), ENOSPC);
   }
   // An attached stream that is not owned stays open.
   file.Attach(stdout, false);
