@@ -22,17 +22,6 @@ std::vector<std::uint8_t> RandomBytes(std::size_t i_nSize, unsigned i_seed) {
   return bytes;
 }
 
-TEST(C_CRC32Test, TablesHoldTheirDefinitions) {
-  for (unsigned i = 0; i < 256; ++i) {
-    std::uint32_t reg = i << 24;
-    for (int bit = 0; bit < 8; ++bit) reg = (reg & 0x80000000u) ? (reg << 1) ^ 0x04C11DB7u : reg << 1;
-    unsigned reversed = 0;
-    for (int bit = 0; bit < 8; ++bit) reversed |= ((i >> bit) & 1u) << (7 - bit);
-    ASSERT_EQ(Crypt::C_CRC32::lookup[i], reg) << "lookup[" << i << "]";
-    ASSERT_EQ(Crypt::C_CRC32::reflect[i], reversed) << "reflect[" << i << "]";
-  }
-}
-
 // The check value of "123456789", whole or in pieces; reading the value
 // does not disturb the running CRC.
 TEST(C_CRC32Test, CheckValuesWholeAndPiecewise) {

@@ -28,10 +28,16 @@ std::string Between(const std::string& i_report, const std::string& i_from, cons
   return i_report.substr(start + i_from.size() + 1, end - start - i_from.size() - 1);
 }
 
-TEST(DumpTest, FixtureReportMatchesTheRecordedOne) {
+// A checked-in image must stay readable, report as recorded and rebuild
+// byte for byte: it pins the format and the report against accidental change.
+TEST(DumpTest, FixtureReportsAsRecordedAndRebuildsIdentically) {
+  const std::string path = std::string(VEK_TEST_DATA_DIR) + "/ddff/request.dat";
   C_DDFF request;
-  request.Read(std::string(VEK_TEST_DATA_DIR) + "/ddff/request.dat");
+  request.Read(path);
   EXPECT_EQ(Report(request), ReadFileBytes(std::string(VEK_TEST_DATA_DIR) + "/ddff/request-report.txt"));
+  const std::string image = ReadFileBytes(path);
+  request.SetRomImage(image.data() + request.GetHeader().dataOffset, request.GetDataSize());
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(request.GetRequest()), request.GetRequestSize()), image);
 }
 
 TEST(DumpTest, BadSignatureGivesOneLine) {

@@ -106,22 +106,4 @@ TEST(C_DeviceTest, CleanupOrderAndTargetIdRelease) {
   EXPECT_EQ(parent->CallOperation("Echo", 1, argv), VEK_STATUS_UNKNOWN_OPERATION);
 }
 
-TEST(C_DeviceTest, FindChildrenReachesTheDriverThroughTheParents) {
-  C_FakeDevice orphan;
-  EXPECT_FALSE(orphan.FindChildren());
-
-  C_Root root;
-  C_ScriptedDriver* driver = new C_ScriptedDriver;
-  root.SetDriver(driver);
-  C_FakeDevice* controller = new C_FakeDevice;
-  C_FakeDevice* drive = new C_FakeDevice;
-  controller->SetParent(&root);
-  drive->SetParent(controller);
-  std::vector<C_EntityNode*> seen;
-  driver->OnDiscover([&seen](C_EntityNode* node) { seen.push_back(node); });
-  EXPECT_TRUE(drive->FindChildren());
-  EXPECT_TRUE(root.FindChildren());
-  EXPECT_EQ(seen, (std::vector<C_EntityNode*>{drive, &root}));
-}
-
 }  // namespace

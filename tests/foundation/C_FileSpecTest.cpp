@@ -4,58 +4,46 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "foundation/N_FileUtilities.h"
 #include "support/TestSupport.h"
 
 namespace {
 
-TEST(C_FileSpec, Parts) {
-  struct {
-    const char* path;
-    const char* directory;
-    const char* name;
-    const char* base;
-    const char* extension;
-  } const cases[] = {
-      {"/abs/file.tar.gz", "/abs/", "file.tar.gz", "file.tar", ".gz"}, {"plain", "", "plain", "plain", ""},
-      {"dir/", "dir/", "", "", ""}, {"a/.profile", "a/", ".profile", ".profile", ""}, {"a.b/c", "a.b/", "c", "c", ""},
+// One table: a path, what is asked of it, the answer.
+TEST(C_FileSpec, Table) {
+  typedef std::function<std::string(C_FileSpec&)> T_Ask;
+  const T_Ask directory = [](C_FileSpec& p) { return p.GetDirectory(); };
+  const T_Ask name = [](C_FileSpec& p) { return p.GetName(); };
+  const T_Ask base = [](C_FileSpec& p) { return p.GetBaseName(); };
+  const T_Ask extension = [](C_FileSpec& p) { return p.GetExtension(); };
+  const T_Ask absolute = [](C_FileSpec& p) { return p.IsAbsolute() ? "yes" : "no"; };
+  const T_Ask normalized = [](C_FileSpec& p) { return p.Normalize().GetPath(); };
+  auto setExtension = [](const char* e) { return T_Ask([e](C_FileSpec& p) { return p.SetExtension(e).GetPath(); }); };
+  auto setDirectory = [](const char* d) { return T_Ask([d](C_FileSpec& p) { return p.SetDirectory(d).GetPath(); }); };
+  auto append = [](const char* a) { return T_Ask([a](C_FileSpec& p) { return p.Append(a).GetPath(); }); };
+  const struct { const char* path; T_Ask ask; const char* answer; } cases[] = {
+      {"/abs/file.tar.gz", directory, "/abs/"}, {"/abs/file.tar.gz", name, "file.tar.gz"},
+      {"/abs/file.tar.gz", base, "file.tar"}, {"/abs/file.tar.gz", extension, ".gz"},
+      {"plain", directory, ""}, {"plain", base, "plain"}, {"plain", extension, ""},
+      {"dir/", directory, "dir/"}, {"dir/", name, ""},
+      {"a/.profile", base, ".profile"}, {"a/.profile", extension, ""},  // a hidden file, no extension
+      {"a.b/c", extension, ""}, {"a.b/c", directory, "a.b/"},
+      {"/x", absolute, "yes"}, {"x/", absolute, "no"}, {"", absolute, "no"},
+      {"a/./b", normalized, "a/b"}, {"a//b///c", normalized, "a/b/c"}, {"a/b/../c", normalized, "a/c"},
+      {"a/../../b", normalized, "../b"}, {"../../a", normalized, "../../a"}, {"/../a", normalized, "/a"},
+      {"/a/b/../../..", normalized, "/"}, {"a/..", normalized, "."}, {"a/../", normalized, "./"},
+      {"lib/../share/vek/", normalized, "share/vek/"}, {"", normalized, ""},
+      {"dir/name.old", setExtension("new"), "dir/name.new"}, {"dir/name.old", setExtension(".dat"), "dir/name.dat"},
+      {"dir/name.old", setExtension(""), "dir/name"}, {"dir/name", setDirectory("/top"), "/top/name"},
+      {"dir/name", setDirectory(""), "name"}, {"a", append("b/c"), "a/b/c"}, {"a/", append("b"), "a/b"},
+      {"a", append("/abs"), "/abs"}, {"a", append(""), "a"}, {"", append("b"), "b"},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.path);
     C_FileSpec path(c.path);
-    EXPECT_EQ(path.GetDirectory(), c.directory);
-    EXPECT_EQ(path.GetName(), c.name);
-    EXPECT_EQ(path.GetBaseName(), c.base);
-    EXPECT_EQ(path.GetExtension(), c.extension);
+    EXPECT_EQ(c.ask(path), c.answer) << '"' << c.path << '"';
   }
-  EXPECT_TRUE(C_FileSpec("/x").IsAbsolute());
-  EXPECT_FALSE(C_FileSpec("x/").IsAbsolute());
-  EXPECT_FALSE(C_FileSpec("").IsAbsolute());
-}
-
-TEST(C_FileSpec, Normalize) {
-  struct { const char* in; const char* out; } const cases[] = {
-      {"a/./b", "a/b"},     {"a//b///c", "a/b/c"}, {"a/b/../c", "a/c"}, {"a/../../b", "../b"},
-      {"../../a", "../../a"}, {"/../a", "/a"},     {"/a/b/../../..", "/"}, {"a/..", "."},
-      {"a/../", "./"},      {"lib/../share/vek/", "share/vek/"},       {"", ""},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(C_FileSpec(c.in).Normalize().GetPath(), c.out) << c.in;
-  }
-}
-
-TEST(C_FileSpec, Building) {
-  C_FileSpec path("dir/name.old");
-  EXPECT_EQ(path.SetExtension("new").GetPath(), "dir/name.new");
-  EXPECT_EQ(path.SetExtension(".dat").GetPath(), "dir/name.dat");
-  EXPECT_EQ(path.SetExtension("").GetPath(), "dir/name");
-  EXPECT_EQ(path.SetDirectory("/top").GetPath(), "/top/name");
-  EXPECT_EQ(path.SetDirectory("").GetPath(), "name");
-  EXPECT_EQ(C_FileSpec("a").Append("b/c").GetPath(), "a/b/c");
-  EXPECT_EQ(C_FileSpec("a/").Append("b").GetPath(), "a/b");
-  EXPECT_EQ(C_FileSpec("a").Append("/abs").GetPath(), "/abs");
-  EXPECT_EQ(C_FileSpec("a").Append("").GetPath(), "a");
-  EXPECT_EQ(C_FileSpec("").Append("b").GetPath(), "b");
 }
 
 TEST(C_FileSpec, MakeAbsolute) {

@@ -103,17 +103,22 @@ TEST(C_File, ReplaceThroughALinkNewFileAndFailures) {
   EXPECT_NE(::fcntl(STDOUT_FILENO, F_GETFD), -1);
 }
 
-TEST(C_Glob, MatchesSortedAndNoMatch) {
+// One table: a pattern and flags, glob's status and the paths, sorted.
+TEST(C_Glob, Table) {
   C_TempDir dir;
   for (const char* name : {"b.msg", "a.msg", "c.txt"}) WriteFileBytes(dir.File(name), "x");
   ASSERT_TRUE(N_FileUtilities::MakeDirectory(dir.File("d.msg")));
-  C_Glob msgs(dir.Path() + "/*.msg");
-  EXPECT_EQ(msgs.GetStatus(), 0);
-  EXPECT_EQ(msgs.GetPaths(), (std::vector<std::string>{dir.File("a.msg"), dir.File("b.msg"), dir.File("d.msg")}));
-  EXPECT_EQ(C_Glob(dir.Path() + "/d*", GLOB_MARK).GetPaths(), std::vector<std::string>{dir.File("d.msg/")});
-  C_Glob none(dir.Path() + "/*.none");
-  EXPECT_EQ(none.GetStatus(), GLOB_NOMATCH);
-  EXPECT_TRUE(none.empty());
+  const struct { const char* pattern; int flags, status; std::vector<std::string> paths; } cases[] = {
+      {"/*.msg", 0, 0, {dir.File("a.msg"), dir.File("b.msg"), dir.File("d.msg")}},
+      {"/d*", GLOB_MARK, 0, {dir.File("d.msg/")}},
+      {"/*.none", 0, GLOB_NOMATCH, {}},
+  };
+  for (const auto& c : cases) {
+    C_Glob glob(dir.Path() + c.pattern, c.flags);
+    EXPECT_EQ(glob.GetStatus(), c.status) << c.pattern;
+    EXPECT_EQ(glob.GetPaths(), c.paths) << c.pattern;
+    EXPECT_EQ(glob.size(), c.paths.size()) << c.pattern;
+  }
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 
 TEST(C_PosixEventTest, ManualResetAndLostPulse) {
   C_PosixEvent event;
@@ -25,14 +24,11 @@ TEST(C_PosixEventTest, ManualResetAndLostPulse) {
 }
 
 // The deadline is the time of day plus the wait, the microseconds not
-// carried into the seconds.
+// carried into the seconds: 999 ms overflows the microsecond field (the
+// wait fails at once) unless the clock stands in its first millisecond;
+// then the wait is real and times out, and the next attempt fails.
 TEST(C_PosixEventTest, TimedWaitDeadline) {
   C_PosixEvent event;
-  steady_clock::time_point start = steady_clock::now();
-  EXPECT_EQ(event.Wait(1000), C_PosixEvent::WAIT_TIMEOUT);  // no millisecond remainder: always valid
-  EXPECT_GE(steady_clock::now() - start, milliseconds(990));
-  // 999 ms pushes the microsecond field past one million unless the clock
-  // stands in its first millisecond; then the wait is real and times out.
   int result = C_PosixEvent::WAIT_TIMEOUT;
   for (int attempt = 0; attempt < 3 && result != C_PosixEvent::WAIT_FAILED; ++attempt) {
     result = event.Wait(999);
@@ -41,31 +37,41 @@ TEST(C_PosixEventTest, TimedWaitDeadline) {
   EXPECT_EQ(result, C_PosixEvent::WAIT_FAILED);
 }
 
-// Starts i_count waiters on io_event that count how many were signalled
-// within i_milliseconds, and calls i_wake once they had time to wait.
+// Starts i_count waiters on io_event, lets them reach their wait, calls
+// i_wake with the count of those signalled so far, and answers the count
+// once they are done.
 template <class T_Wake>
-int WaitersWoken(const C_PosixEvent& io_event, int i_count, unsigned i_milliseconds, T_Wake i_wake) {
-  std::atomic<int> woken{0};
+int Wake(const C_PosixEvent& io_event, int i_count, unsigned i_milliseconds, T_Wake i_wake) {
+  std::atomic<int> started{0}, woken{0};
   std::vector<std::thread> waiters;
   for (int i = 0; i < i_count; ++i) {
     waiters.emplace_back([&] {
+      ++started;
       if (io_event.Wait(i_milliseconds) == C_PosixEvent::WAIT_SIGNALLED) ++woken;
     });
   }
-  std::this_thread::sleep_for(milliseconds(100));
-  i_wake();
+  while (started.load() < i_count) std::this_thread::yield();
+  std::this_thread::sleep_for(milliseconds(50));
+  i_wake(woken);
   for (std::thread& t : waiters) t.join();
   return woken.load();
 }
 
+// Set wakes every waiter, also one in a timed wait of whole seconds (one
+// whose seconds were lost would have timed out before the Set); a pulse
+// wakes one waiter and is consumed by it (Set then releases the other).
 TEST(C_PosixEventThreadTest, SetWakesEveryWaiterPulseOne) {
-  C_PosixEvent set, pulsed;
-  EXPECT_EQ(WaitersWoken(set, 3, C_PosixEvent::INFINITE_WAIT, [&] { set.Set(); }), 3);
-  EXPECT_TRUE(set.IsSet());
-  // Finite waits so the test ends (2000 ms has no remainder); the pulse is
-  // consumed by the one waiter it wakes.
-  EXPECT_EQ(WaitersWoken(pulsed, 2, 2000, [&] { pulsed.Pulse(); }), 1);
-  EXPECT_FALSE(pulsed.IsSet());
+  C_PosixEvent set, timed, pulsed;
+  EXPECT_EQ(Wake(set, 3, C_PosixEvent::INFINITE_WAIT, [&](std::atomic<int>&) { set.Set(); }), 3);
+  EXPECT_EQ(Wake(timed, 1, 60000, [&](std::atomic<int>&) { timed.Set(); }), 1);
+  Wake(pulsed, 2, C_PosixEvent::INFINITE_WAIT, [&](std::atomic<int>& i_woken) {
+    pulsed.Pulse();
+    for (int i = 0; i < 500 && i_woken.load() == 0; ++i) std::this_thread::sleep_for(milliseconds(10));
+    std::this_thread::sleep_for(milliseconds(50));  // a second waiter woken would show by now
+    EXPECT_EQ(i_woken.load(), 1);
+    EXPECT_FALSE(pulsed.IsSet());
+    pulsed.Set();
+  });
 }
 
 }  // namespace

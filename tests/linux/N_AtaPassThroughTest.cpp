@@ -12,12 +12,7 @@ typedef std::vector<std::uint8_t> T_Bytes;
 // Blocks exactly as the ATA target builds them, and the ATA PASS-THROUGH(16)
 // each must become (empty: refused).
 TEST(N_AtaPassThrough, TranslatesTheTargetsBlocksByteForByte) {
-  struct S_Case {
-    const char* name;
-    T_Bytes block;
-    std::uint32_t dataLength;
-    T_Bytes cdb;
-  } cases[] = {
+  const struct { const char* name; T_Bytes block; std::uint32_t dataLength; T_Bytes cdb; } cases[] = {
       {"IDENTIFY DEVICE", {0xC6, 0x01, 0xEC, 0, 0, 0, 0, 0, 0, 0, 0, 1}, 512,
        {0x85, 0x08, 0x0E, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0xEC, 0}},
       {"DOWNLOAD MICROCODE 64 KiB", {0xC6, 0x82, 0x92, 7, 128, 0, 0, 0, 0, 0, 128, 0}, 65536,
@@ -34,7 +29,7 @@ TEST(N_AtaPassThrough, TranslatesTheTargetsBlocksByteForByte) {
       {"unknown protocol code", {0xC6, 0x03, 0xEC, 0, 0, 0, 0, 0, 0, 0, 0, 1}, 512, {}},
       {"short block", {0xC6, 0x01, 0xEC, 0, 0, 0}, 512, {}},
   };
-  for (const S_Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     N_AtaPassThrough::T_Cdb16 cdb;
     std::string why;

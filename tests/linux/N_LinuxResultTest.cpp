@@ -19,13 +19,8 @@ T_Bytes Fixed(int i_key, int i_asc, int i_ascq) {
 
 TEST(N_LinuxResult, OneCodePerReply) {
   using namespace N_LinuxResult;
-  struct S_Case {
-    const char* name;
-    int osError, hostStatus, status;
-    T_Bytes sense;
-    bool testUnitReady;
-    int code;
-  } cases[] = {
+  const struct { const char* name; int osError, hostStatus, status; T_Bytes sense; bool testUnitReady; int code; }
+  cases[] = {
       {"good", 0, 0, 0x00, {}, false, GOOD},
       {"SG_IO failed", 19, 0, 0x00, {}, false, OS_ERROR},
       {"timed out", 0, 0x03, 0x00, {}, false, TIMEOUT},
@@ -41,7 +36,7 @@ TEST(N_LinuxResult, OneCodePerReply) {
       {"aborted command", 0, 0, 0x02, Fixed(0xB, 0x00, 0x00), false, 1111},
       {"descriptor format", 0, 0, 0x02, {0x72, 0x05, 0x24, 0x00, 0, 0, 0, 0}, false, 1105},
   };
-  for (const S_Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     C_SgTransport::S_Reply reply;
     reply.osError = c.osError;

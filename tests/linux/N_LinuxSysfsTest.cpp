@@ -19,11 +19,7 @@ void Write(const C_TempDir& i_root, const std::string& i_path, const std::string
 // A disk sdb (8:16) with a partition sdb1 (8:17) in a fake root, and each
 // way Linux shows that it is in use.
 TEST(N_LinuxSysfs, SaysWhyADiskIsInUse) {
-  struct S_Case {
-    const char* file;
-    const char* text;
-    const char* reason;
-  } cases[] = {
+  const struct { const char *file, *text, *reason; } cases[] = {
       {"proc/self/mountinfo", "22 1 0:21 / /proc rw - proc proc rw\n", ""},
       {"proc/self/mountinfo", "30 1 8:17 / /mnt/data rw - vfat /dev/sdb1 rw\n",
        "mounted at /mnt/data (sdb1)"},
@@ -33,7 +29,7 @@ TEST(N_LinuxSysfs, SaysWhyADiskIsInUse) {
       {"sys/block/sdb/sdb1/holders/dm-0/x", "", "held by dm-0 (vg-root) through sdb1"},
       {"sys/block/sdb/holders/md0/x", "", "held by md0"},
   };
-  for (const S_Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.reason);
     C_TempDir root;
     Write(root, "sys/block/sdb/dev", "8:16\n");

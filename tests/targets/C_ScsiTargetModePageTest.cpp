@@ -54,7 +54,7 @@ TEST_F(ModePageTest, ModeSelectEditTriples) {
             Select({"ModeSelect", "0", "8", "2", "1", "0x04", "3", "0", "0x11", "5", "2", "0x80", "-1", "2", "0x55",
                     "3", "1"}));
   ASSERT_EQ(2u, Commands().size());
-  EXPECT_EQ((S_Block{{0x15, 0x11, 0x00, 0x00, 32, 0x00}, 32, 255, 0x04, 0, 1}), Block(Commands()[1]));
+  EXPECT_EQ(T_Block({0x15, 0x11, 0x00, 0x00, 32, 0x00}, 32, 255, 0x04, 0, 1), Block(Commands()[1]));
   EXPECT_EQ(T_Script::ROUTE_FORWARD, Commands()[1].route);
 }
 

@@ -13,7 +13,6 @@
 #include <fstream>
 #include <map>
 #include <memory>
-#include <ostream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -59,34 +58,21 @@ inline int CallOp(C_Device& io_device, const T_Args& i_args) {
   return io_device.CallOperation(i_args.at(0), static_cast<int>(i_args.size()), argv.data());
 }
 
-// The byte attribute form of a device: " %2x" per byte.
-inline std::string ByteText(const T_Bytes& i_bytes) {
-  std::string text;
-  for (std::uint8_t b : i_bytes) text += stringFormat(" %2x", b);
-  return text;
+// The fields of a sent record that tests pin byte for byte, so that one
+// comparison (printed whole on failure) covers a command: the CDB (the
+// recorder copies cdbLength bytes, so this pins the length too), data
+// length, sense length, flags, direction and request type.
+typedef std::tuple<T_Bytes, std::uint32_t, std::uint32_t, std::uint32_t, int, std::uint32_t> T_Block;
+inline T_Block Block(const T_Recorded& i_sent) {
+  return T_Block(i_sent.cdb, i_sent.dataLength, i_sent.senseLength, i_sent.flags, i_sent.direction,
+                 i_sent.requestType);
 }
 
-// The fields of a sent record that tests pin byte for byte, so that one
-// comparison (printed whole on failure) covers a command. The recorder
-// copies cdbLength bytes of the block, so the block also pins that length.
-struct S_Block {
-  T_Bytes cdb;
-  std::uint32_t dataLength, senseLength, flags;
-  int direction;
-  std::uint32_t requestType;
-  bool operator==(const S_Block& i_other) const {
-    return std::tie(cdb, dataLength, senseLength, flags, direction, requestType) ==
-           std::tie(i_other.cdb, i_other.dataLength, i_other.senseLength, i_other.flags, i_other.direction,
-                    i_other.requestType);
-  }
-};
-inline std::ostream& operator<<(std::ostream& io_out, const S_Block& i_block) {
-  return io_out << "cdb" << ByteText(i_block.cdb) << ", data " << i_block.dataLength << ", sense "
-                << i_block.senseLength << ", flags " << i_block.flags << ", direction " << i_block.direction
-                << ", request " << i_block.requestType;
-}
-inline S_Block Block(const T_Recorded& i_sent) {
-  return {i_sent.cdb, i_sent.dataLength, i_sent.senseLength, i_sent.flags, i_sent.direction, i_sent.requestType};
+// A short code for what a recorded block is: the opcode; a control request
+// as 0x100 + its code; an ATA pass-through block as 0xC600 + its command.
+inline int Code(const T_Recorded& i_sent) {
+  if (i_sent.requestType == 3) return 0x100 + i_sent.Opcode();
+  return i_sent.Opcode() == 0xC6 && i_sent.cdb.size() > 2 ? 0xC600 + i_sent.cdb[2] : i_sent.Opcode();
 }
 
 // Each named attribute has the given value; a null value: not published.
@@ -136,6 +122,11 @@ class C_TargetFixture : public ::testing::Test {
   std::string Attr(const std::string& i_name) { return m_target->GetAttribute(i_name); }
   bool HasAttr(const std::string& i_name) { return m_target->GetAttributes().count(i_name) != 0; }
   const std::vector<T_Recorded>& Commands() const { return m_driver->Commands(); }
+  std::vector<int> Codes() const {
+    std::vector<int> codes;
+    for (const T_Recorded& sent : Commands()) codes.push_back(Code(sent));
+    return codes;
+  }
   // Forgets the script and the record, then answers i_match with i_reply.
   void Restart(T_Script::T_Matcher i_match = nullptr, const T_Script::S_Reply& i_reply = {}) {
     m_driver->ClearScript();
