@@ -70,7 +70,6 @@ bool C_File::OpenReplace(const std::string& i_path) {
     }
   }
 
-  // The temporary file lives beside the target so that rename() is atomic.
   // O_EXCL with a name unique to this process and call, retried on a clash,
   // avoids mkstemp's fixed 0600 mode: the new file gets 0666 less the umask
   // like any fopen'd file, or the mode of the file it replaces.
@@ -87,8 +86,10 @@ bool C_File::OpenReplace(const std::string& i_path) {
     if (exists) (void)::fchmod(fd, target.st_mode & 07777);  // best effort: keep the old mode
     std::FILE* stream = ::fdopen(fd, "wb");
     if (!stream) {
+      const int error = errno;
       ::close(fd);
       ::unlink(temp.c_str());
+      errno = error;
       return false;
     }
     m_stream = stream;
@@ -97,19 +98,47 @@ bool C_File::OpenReplace(const std::string& i_path) {
     m_tempPath = temp;
     return true;
   }
+  errno = EEXIST;
   return false;
 }
 
+namespace {
+
+// fsync of the directory that holds i_path, so that a rename into it
+// survives a power loss. EINVAL: the file system has no such sync.
+int SyncDirectory(const std::string& i_path) {
+  std::string directory = C_FileSpec(i_path).GetDirectory();
+  if (directory.empty()) directory = ".";
+  const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return errno;
+  const int error = ::fsync(fd) == 0 || errno == EINVAL ? 0 : errno;
+  ::close(fd);
+  return error;
+}
+
+}  // namespace
+
 bool C_File::Close() {
   if (!m_stream) return true;
-  bool ok = std::fflush(m_stream) == 0 && !std::ferror(m_stream);
-  if (m_owned) ok = std::fclose(m_stream) == 0 && ok;
-  if (!m_tempPath.empty()) {
-    if (ok) ok = std::rename(m_tempPath.c_str(), m_path.c_str()) == 0;
-    if (!ok) ::unlink(m_tempPath.c_str());
+  const bool replacing = !m_tempPath.empty();
+  // The first failure's errno is the one reported; EIO where the stream
+  // recorded an error without one.
+  int error = 0;
+  if (std::fflush(m_stream) != 0) error = errno;
+  if (!error && std::ferror(m_stream)) error = EIO;
+  if (!error && replacing && ::fsync(::fileno(m_stream)) != 0) error = errno;
+  if (m_owned && std::fclose(m_stream) != 0 && !error) error = errno;
+  if (replacing) {
+    if (!error && std::rename(m_tempPath.c_str(), m_path.c_str()) != 0) error = errno;
+    if (error) {
+      ::unlink(m_tempPath.c_str());
+    } else {
+      error = SyncDirectory(m_path);
+    }
   }
   Reset();
-  return ok;
+  if (error) errno = error;
+  return error == 0;
 }
 
 void C_File::Abandon() {

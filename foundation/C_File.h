@@ -14,13 +14,30 @@
 //  - Attach(stream, owned): an existing stream such as stdin or stdout; it is
 //    closed only when owned (an attached standard stream is flushed, never
 //    closed).
-//  - OpenReplace(path): writing that either completes or leaves the old file
-//    as it was. The bytes go to a new temporary file in the same directory;
-//    Close() renames it over `path` only when every write and the close
-//    succeeded, Abandon() throws it away. A symbolic link keeps pointing
-//    at the replaced file. A path that exists and is not a regular file (a
-//    device, a FIFO) is opened directly instead, since it cannot be
-//    replaced.
+//  - OpenReplace(path): the program's one atomic file write (also behind
+//    N_FileUtilities::WriteFileAtomically). See below.
+//
+// Atomic replacement. OpenReplace creates a new temporary file beside the
+// target, ".<name>.<pid>.<n>.tmp" in the target's directory (the same file
+// system, so the rename is atomic), with mode 0666 less the umask, or the
+// mode of the file it replaces. The bytes go there. Close() then flushes,
+// fsyncs and closes it, renames it over the target and fsyncs the
+// directory; Abandon() or any failure before the rename removes the
+// temporary and leaves the target untouched. A symbolic link keeps pointing
+// at the replaced file. A path that exists and is not a regular file (a
+// device, a FIFO) is opened and written directly instead, since it cannot
+// be replaced.
+//
+// What survives a crash: the target holds its old contents or the whole new
+// ones, never a mix; once Close has returned true the new contents survive
+// a power loss too. A crash while a replacement is open can leave its
+// temporary file behind (the pid in its name says whose).
+//
+// Errors: OpenReplace and Close answer false with errno set to the reason
+// of the first step that failed. Close fails after the rename only when the
+// directory cannot be synced (EINVAL, a file system without directory sync,
+// is not a failure): the new contents are then in place but may not
+// survive a power loss.
 class VEK_API C_File {
  public:
   C_File() = default;
@@ -36,13 +53,13 @@ class VEK_API C_File {
   // Closes what is open, then takes i_stream (not null).
   void Attach(std::FILE* i_stream, bool i_owned);
   // Closes what is open, then starts a replacement of i_path (see above).
-  // False when the temporary file cannot be created.
+  // False (errno set) when the temporary file cannot be created.
   bool OpenReplace(const std::string& i_path);
 
   // Closes the stream (an attached unowned one is only flushed). For a
-  // replacement, renames the temporary file over the target when all went
-  // well and otherwise removes it. True when nothing failed; true when
-  // nothing was open.
+  // replacement, completes it (see above) when every write went well and
+  // otherwise removes the temporary. True when nothing failed (false: errno
+  // says why); true when nothing was open.
   bool Close();
   // Ends a replacement without touching the target; otherwise as Close.
   void Abandon();
@@ -52,6 +69,10 @@ class VEK_API C_File {
   // The path given to Open, the file OpenReplace replaces (links
   // resolved), "" for an attached stream.
   const std::string& GetPath() const { return m_path; }
+  // While a replacement is open: the temporary file's path, for a writer
+  // that opens it by name (it is written in place, then Close renames it).
+  // "" otherwise.
+  const std::string& GetTemporaryPath() const { return m_tempPath; }
 
   // fread / fwrite: the number of bytes moved (short on end of file or error).
   std::size_t Read(void* o_buffer, std::size_t i_size);

@@ -9,6 +9,8 @@
 #include <cstring>
 #include <vector>
 
+#include "foundation/C_File.h"
+
 namespace N_FileUtilities {
 
 bool FileExists(const std::string& i_path) {
@@ -47,6 +49,18 @@ bool ReadFile(const std::string& i_path, std::string& o_contents, std::size_t i_
   ::close(fd);
   if (!ok) o_contents.clear();
   return ok;
+}
+
+int WriteFileAtomically(const std::string& i_path, const void* i_data, std::size_t i_size) {
+  C_File file;
+  if (!file.OpenReplace(i_path)) return errno;
+  errno = 0;
+  if (file.Write(i_data, i_size) != i_size) {
+    const int error = errno ? errno : EIO;
+    file.Abandon();
+    return error;
+  }
+  return file.Close() ? 0 : errno;
 }
 
 bool FindProfileValue(const std::string& i_text, const std::string& i_section,

@@ -29,6 +29,14 @@ VEK_API bool DirectoryExists(const std::string& i_path);
 VEK_API bool ReadFile(const std::string& i_path, std::string& o_contents,
                       std::size_t i_maxSize = DEFAULT_MAX_READ);
 
+// Replaces i_path with the i_size bytes at i_data, atomically: C_File's
+// OpenReplace, one Write, Close (C_File.h says what survives a crash). 0 when
+// the new contents are in place and synced; otherwise the errno of the step
+// that failed, and the target is as it was (but for a failing directory
+// sync, after which it holds the new contents). The caller creates missing
+// directories. i_data may be null when i_size is 0.
+VEK_API int WriteFileAtomically(const std::string& i_path, const void* i_data, std::size_t i_size);
+
 // The private-profile scan over text already in memory. Lines end at a line
 // feed; each line is trimmed of leading and trailing spaces (only spaces: a
 // carriage return stays part of the line). A line starting with '[' names

@@ -1,6 +1,7 @@
 #include "foundation/C_File.h"
 
 #include <fcntl.h>
+#include <cerrno>
 #include <glob.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -85,14 +86,14 @@ TEST(C_File, ReplaceThroughALinkNewFileAndFailures) {
   EXPECT_FALSE(N_FileUtilities::FileExists(dir.File("fresh")));
   EXPECT_TRUE(file.Close());
   EXPECT_TRUE(N_FileUtilities::FileExists(dir.File("fresh")));
-  EXPECT_FALSE(file.OpenReplace(dir.File("no/such/dir/f")));
+  EXPECT_EQ(N_FileUtilities::WriteFileAtomically(dir.File("fresh"), "whole", 5), 0);
+  EXPECT_EQ(ReadFileBytes(dir.File("fresh")), "whole");
+  EXPECT_EQ(N_FileUtilities::WriteFileAtomically(dir.File("no/such/dir/f"), "x", 1), ENOENT);
 
   // A device cannot be replaced: it is written directly, and a failing
   // flush shows in Close.
   if (::access("/dev/full", W_OK) == 0) {
-    ASSERT_TRUE(file.OpenReplace("/dev/full"));
-    file.Write("x", 1);
-    EXPECT_FALSE(file.Close());
+    EXPECT_EQ(N_FileUtilities::WriteFileAtomically("/dev/full", "x", 1), ENOSPC);
   }
   // An attached stream that is not owned stays open.
   file.Attach(stdout, false);
