@@ -3,8 +3,6 @@
 
 #include <cstdint>
 
-#include "foundation/Export.h"
-
 namespace Crypt {
 
 // The cloaking stream. For each byte in order:
@@ -19,15 +17,15 @@ namespace Crypt {
 // Obscuring only, not encryption. Thread-safe: the only shared data are
 // constant tables built once on the first call longer than a few dozen
 // bytes (about 640 KiB, under a once-only guard).
-VEK_API std::uint32_t Cloak(void* io_buffer, long i_length, std::uint32_t i_state);
+std::uint32_t Cloak(void* io_buffer, long i_length, std::uint32_t i_state);
 
 // The same stream applied while copying: o_target[i] = i_source[i] ^ key.
 // The buffers may be the same but must not otherwise overlap.
-VEK_API std::uint32_t CloakCopy(const void* i_source, void* o_target, long i_length,
+std::uint32_t CloakCopy(const void* i_source, void* o_target, long i_length,
                                 std::uint32_t i_state);
 
 // The state after i_steps steps from i_state, without touching data.
-VEK_API std::uint32_t Advance(std::uint32_t i_state, std::uint64_t i_steps);
+std::uint32_t Advance(std::uint32_t i_state, std::uint64_t i_steps);
 
 }  // namespace Crypt
 

@@ -41,11 +41,6 @@ const char* const STATUS_ATTRIBUTES[] = {"DeferResult", "OldVersion", "RequestTi
                                          "UpdateTime",  "CamStatus",  "SenseKey",
                                          "SenseASC",    "SenseASQ",   "Instruction"};
 
-std::string& DumpDirectory() {
-  static std::string directory = ".";
-  return directory;
-}
-
 T_ChunkCdb ChunkCdb(bool i_write, std::uint8_t i_drive, std::uint32_t i_count,
                     std::uint32_t i_number, std::uint32_t i_length) {
   using C = C_DeferScsiTarget;
@@ -66,33 +61,6 @@ int Send(C_Device* i_parent, std::uint8_t* io_cdb, std::uint8_t i_cdbLength, voi
                        C_DeferScsiTarget::CONTROLLER_FLAGS, i_direction,
                        Driver::REQUEST_CONTROLLER);
   return i_parent->ExecuteCommand(block.Get());
-}
-
-// "MM/DD/YYYY hh:mm:ss" of a status time stamp (day, month, LE year,
-// second, minute, hour).
-std::string TimeText(const S_DDFF_Time& i_time) {
-  const std::uint8_t* b = i_time.bytes;
-  return stringFormat("%02d/%02d/%04d %2d:%02d:%02d", b[1], b[0],
-                      static_cast<int>(N_ByteOrder::GetLE16(b + 2)), b[6], b[5], b[4]);
-}
-
-std::string ResultText(std::uint32_t i_status) {
-  switch (i_status) {
-    case DDFF::DDFF_STATUS_LOADING:
-      return "loading";
-    case DDFF::DDFF_STATUS_PENDING:
-      return "pending";
-    case DDFF::DDFF_STATUS_RUNNING:
-      return "running";
-    case DDFF::DDFF_STATUS_CANCELLED:
-      return "cancelled";
-    case DDFF::DDFF_STATUS_SUCCESS:
-      return "success";
-    case DDFF::DDFF_STATUS_ERROR:
-      return "error";
-    default:
-      return stringFormat("%X", i_status);
-  }
 }
 
 bool IsFileNameCharacter(char i_char) {
@@ -117,6 +85,32 @@ bool WriteDumpFile(const std::string& i_path, const std::vector<std::uint8_t>& i
 }
 
 }  // namespace
+
+// The time stamp's bytes: day, month, year (LE), second, minute, hour.
+std::string C_DeferScsiTarget::GetTimeText(const S_DDFF_Time& i_time) {
+  const std::uint8_t* b = i_time.bytes;
+  return stringFormat("%02d/%02d/%04d %2d:%02d:%02d", b[1], b[0],
+                      static_cast<int>(N_ByteOrder::GetLE16(b + 2)), b[6], b[5], b[4]);
+}
+
+std::string C_DeferScsiTarget::GetResultText(std::uint32_t i_status) {
+  switch (i_status) {
+    case DDFF::DDFF_STATUS_LOADING:
+      return "loading";
+    case DDFF::DDFF_STATUS_PENDING:
+      return "pending";
+    case DDFF::DDFF_STATUS_RUNNING:
+      return "running";
+    case DDFF::DDFF_STATUS_CANCELLED:
+      return "cancelled";
+    case DDFF::DDFF_STATUS_SUCCESS:
+      return "success";
+    case DDFF::DDFF_STATUS_ERROR:
+      return "error";
+    default:
+      return stringFormat("%X", i_status);
+  }
+}
 
 C_DeferScsiTarget::C_DeferScsiTarget() {
   RegisterOperation("DeferFlash", this, &C_DeferScsiTarget::OpDeferFlash);
@@ -153,13 +147,13 @@ void C_DeferScsiTarget::PublishStatusAttributes() {
   if (DoSenseDeferredUpdateStatus(&status, sizeof status) != VEK_STATUS_OK) return;
   if (status.statusSize == 0) return;
 
-  AddAttribute("DeferResult", ResultText(status.status));
+  AddAttribute("DeferResult", GetResultText(status.status));
   std::string oldVersion(status.oldRomRevision,
                          strnlen(status.oldRomRevision, sizeof status.oldRomRevision));
   oldVersion.resize(sizeof status.oldRomRevision, ' ');
   AddAttribute("OldVersion", oldVersion);
-  AddAttribute("RequestTime", TimeText(status.requestTime));
-  AddAttribute("UpdateTime", TimeText(status.updateTime));
+  AddAttribute("RequestTime", GetTimeText(status.requestTime));
+  AddAttribute("UpdateTime", GetTimeText(status.updateTime));
   if (status.status & DDFF::DDFF_STATUS_ERROR) {
     AddAttribute("CamStatus", stringFormat("%x", status.camStatus));
     AddAttribute("SenseKey", stringFormat("%x", status.senseKey));
@@ -222,7 +216,7 @@ int C_DeferScsiTarget::DeferFlash(const void* i_image, unsigned int i_length, C_
   // A request that did not arrive whole must not look pending to the agent.
   if (result == VEK_STATUS_OK) result = DoSetDeferredUpdateStatus(DDFF::DDFF_STATUS_PENDING);
   if (i_arguments & ARG_DUMP) {
-    const int dumped = Dump();
+    const int dumped = Dump(".");
     if (result == VEK_STATUS_OK) result = dumped;
   }
   return result;
@@ -243,7 +237,7 @@ int C_DeferScsiTarget::Flash(int, const char**) { return DEFER_NOT_DONE; }
 
 int C_DeferScsiTarget::Flash(void*, unsigned int) { return DEFER_NOT_DONE; }
 
-int C_DeferScsiTarget::Dump() {
+int C_DeferScsiTarget::Dump(const std::string& i_directory) {
   std::vector<std::uint8_t> bytes(DDFF::HEADER_SIZE, 0);
   int result = DoReadDeferredUpdate(bytes.data(), DDFF::HEADER_SIZE, READ_CHUNK);
   if (result != VEK_STATUS_OK) return result;
@@ -262,21 +256,15 @@ int C_DeferScsiTarget::Dump() {
     if (result != VEK_STATUS_OK) return result;
   }
   // Otherwise the header is not a request: keep what was read, for a look.
-  return WriteDumpFile(GetDumpFileName(), bytes) ? result : DEFER_NOT_DONE;
+  return WriteDumpFile(GetDumpFileName(i_directory), bytes) ? result : DEFER_NOT_DONE;
 }
 
-std::string C_DeferScsiTarget::GetDumpFileName() {
+std::string C_DeferScsiTarget::GetDumpFileName(const std::string& i_directory) {
   const std::string identity = GetVendorId() + "_" + GetProductId().Get() + "_" + GetSerialNumber();
   std::string base;
   std::copy_if(identity.begin(), identity.end(), std::back_inserter(base), IsFileNameCharacter);
-  return GetDumpDirectory() + "/" + base + "_D.dat";
+  return (i_directory.empty() ? "." : i_directory) + "/" + base + "_D.dat";
 }
-
-void C_DeferScsiTarget::SetDumpDirectory(const std::string& i_directory) {
-  DumpDirectory() = i_directory.empty() ? "." : i_directory;
-}
-
-const std::string& C_DeferScsiTarget::GetDumpDirectory() { return DumpDirectory(); }
 
 int C_DeferScsiTarget::FindController(std::uint8_t& o_drive, C_Device*& o_parent) const {
   const C_QarnTargetId* id = dynamic_cast<const C_QarnTargetId*>(GetTargetId());

@@ -90,14 +90,14 @@ class C_DDFF;
 //   "SenseASC", "SenseASQ" ("%02x"), "Instruction" (the failing-instruction
 //   field, "%X").
 //
-// Dump file: "<base>_D.dat" in the dump directory (SetDumpDirectory, default
-// "." the current directory), where the base is the drive's vendor, product
-// and serial number joined with "_" and reduced to the characters A-Z a-z
-// 0-9 . _ -. Opened with mode "wb" (created or truncated) once the reads
-// have succeeded; a write that fails part way leaves a partial file.
+// Dump file: "<base>_D.dat" in the directory the caller of Dump names ("."
+// the current directory, where "DeferFlash" with "Dump=true" writes it),
+// where the base is the drive's vendor, product and serial number joined
+// with "_" and reduced to the characters A-Z a-z 0-9 . _ -. Opened with
+// mode "wb" (created or truncated) once the reads have succeeded, and
+// written in place: a write that fails part way leaves a partial file.
 //
-// Threads: none of its own; one host thread uses a device at a time. The
-// dump directory is process-wide and unlocked: set it before use.
+// Threads: none of its own; one host thread uses a device at a time.
 class VEK_API C_DeferScsiTarget : public C_ScsiTarget {
  public:
   // Result codes of the deferred operations (see above).
@@ -175,15 +175,16 @@ class VEK_API C_DeferScsiTarget : public C_ScsiTarget {
   // empty). A header that is not a request is dumped as those 48 bytes. A
   // failed read writes no file and answers its code; a file that cannot be
   // written answers 1; else 0. Requests above MAX_CHUNKS * READ_CHUNK bytes
-  // cannot be read back: 1025.
-  int Dump();
-  // The dump file's path for this drive: "<directory>/<base>_D.dat".
-  std::string GetDumpFileName();
+  // cannot be read back: 1025. The file goes to i_directory ("" is ".").
+  int Dump(const std::string& i_directory = ".");
+  // The dump file's path for this drive: "<i_directory>/<base>_D.dat".
+  std::string GetDumpFileName(const std::string& i_directory = ".");
 
-  // The directory dump files are written to, for every target of the
-  // process ("" restores the default "."). Not locked: set before use.
-  static void SetDumpDirectory(const std::string& i_directory);
-  static const std::string& GetDumpDirectory();
+  // The texts Init publishes from a status block, for a host that senses
+  // the block itself (DoSenseDeferredUpdateStatus): "DeferResult" of a
+  // status value, "RequestTime" / "UpdateTime" of a time stamp.
+  static std::string GetResultText(std::uint32_t i_status);
+  static std::string GetTimeText(const S_DDFF_Time& i_time);
 
   // Controller requests (results as above; 1025 for the argument faults
   // named). The target id and the parent are checked before anything is

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <iomanip>
 #include <sstream>
+#include <utility>
 
 #include "foundation/C_LockStrStream.h"
 #include "foundation/StringUtil.h"
@@ -14,14 +15,7 @@ C_Device::C_Device() : m_targetId(nullptr), m_operationTimeout(0), m_bmicIndex(0
   RegisterOperation("SetTimeout", this, &C_Device::OpSetTimeout);
 }
 
-C_Device::~C_Device() { DestroyOperations(); }
-
-void C_Device::DestroyOperations() {
-  for (T_Operations::value_type& entry : m_operations) {
-    delete entry.second;
-    entry.second = nullptr;
-  }
-}
+C_Device::~C_Device() = default;
 
 bool C_Device::FindChildren() {
   C_Driver* driver = GetDriver();
@@ -29,7 +23,7 @@ bool C_Device::FindChildren() {
 }
 
 void C_Device::Cleanup() {
-  DestroyOperations();
+  for (T_Operations::value_type& entry : m_operations) entry.second.reset();
   for (T_Children::iterator it = ChildrenBegin(); it != ChildrenEnd(); ++it) {
     if (*it) (*it)->Cleanup();
   }
@@ -91,9 +85,13 @@ void C_Device::ClearAttribute(const std::string& i_name) {
 
 void C_Device::RemoveAttribute(const std::string& i_name) { m_attributes.erase(i_name); }
 
-void C_Device::AddOperation(const std::string& i_name, C_DeviceOperation* i_operation) {
-  // The earlier object, if any, is left to whoever registered over it.
-  m_operations[i_name] = i_operation;
+void C_Device::AddOperation(const std::string& i_name,
+                            std::unique_ptr<C_DeviceOperation> i_operation) {
+  std::unique_ptr<C_DeviceOperation>& entry = m_operations[i_name];
+  // The earlier object, if any, leaves undestroyed: whoever registered over
+  // it deletes it.
+  (void)entry.release();
+  entry = std::move(i_operation);
 }
 
 int C_Device::OpSetTimeout(int argc, const char** argv) {

@@ -2,6 +2,7 @@
 #define VEK_DEVICE_C_DEVICE_H
 
 #include <map>
+#include <memory>
 #include <string>
 
 #include "device/C_DeviceId.h"
@@ -24,8 +25,9 @@ class C_TargetId;
 // Ownership: the device owns the operation objects in its table (destroyed
 // by Cleanup, or by the destructor when Cleanup never ran; one replaced by a
 // second registration of its name leaves the table and the device's care,
-// see RegisterOperation) but not its target id, which belongs to the driver. Threads: no lock guards the tables; one host thread
-// uses a device at a time.
+// see RegisterOperation) but not its target id, which belongs to the driver.
+// Threads: no lock guards the tables; one host thread uses a device at a
+// time.
 class VEK_API C_Device : public C_EntityNode {
  public:
   // A named operation.
@@ -48,7 +50,8 @@ class VEK_API C_Device : public C_EntityNode {
     T_Member m_member;
   };
 
-  typedef std::map<std::string, C_DeviceOperation*> T_Operations;
+  // Name to operation; an entry is empty once Cleanup has destroyed it.
+  typedef std::map<std::string, std::unique_ptr<C_DeviceOperation>> T_Operations;
   typedef std::map<std::string, std::string> T_Attributes;
 
   // Registers "SetTimeout".
@@ -122,17 +125,15 @@ class VEK_API C_Device : public C_EntityNode {
   template <class T>
   void RegisterOperation(const std::string& i_name, T* i_object,
                          typename C_Operation<T>::T_Member i_member) {
-    AddOperation(i_name, new C_Operation<T>(i_object, i_member));
+    AddOperation(i_name, std::unique_ptr<C_DeviceOperation>(new C_Operation<T>(i_object, i_member)));
   }
-  void AddOperation(const std::string& i_name, C_DeviceOperation* i_operation);
+  void AddOperation(const std::string& i_name, std::unique_ptr<C_DeviceOperation> i_operation);
   void SetDeviceId(const C_DeviceId& i_id) { m_deviceId = i_id; }
 
   // "SetTimeout": argv[1] parsed with base detection; negative: 1025.
   int OpSetTimeout(int argc, const char** argv);
 
  private:
-  void DestroyOperations();
-
   T_Operations m_operations;
   T_Attributes m_attributes;
   C_TargetId* m_targetId;

@@ -3,8 +3,6 @@
 
 #include <string>
 
-#include "foundation/Export.h"
-
 // A four-part version number packed into 32 bits, the first part in the most
 // significant byte.
 //
@@ -13,7 +11,7 @@
 // 8 bits are kept. A text without three "." separators fails: the object is
 // left unchanged and an exception of type int* is thrown (a new int holding
 // 1, which the catcher deletes). Callers that parse versions catch int*.
-class VEK_API C_Version {
+class C_Version {
  public:
   C_Version() : m_value(0) {}
   explicit C_Version(unsigned int i_value) : m_value(i_value) {}

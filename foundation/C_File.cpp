@@ -11,7 +11,7 @@
 
 #include "foundation/C_FileSpec.h"
 
-C_File::~C_File() { Close(); }
+C_File::~C_File() { Abandon(); }
 
 C_File::C_File(C_File&& io_other) noexcept
     : m_stream(io_other.m_stream),
@@ -23,7 +23,7 @@ C_File::C_File(C_File&& io_other) noexcept
 
 C_File& C_File::operator=(C_File&& io_other) noexcept {
   if (this != &io_other) {
-    Close();
+    Abandon();
     m_stream = io_other.m_stream;
     m_owned = io_other.m_owned;
     m_path = std::move(io_other.m_path);
@@ -41,7 +41,7 @@ void C_File::Reset() {
 }
 
 bool C_File::Open(const std::string& i_path, const char* i_mode) {
-  Close();
+  Abandon();
   std::FILE* stream = std::fopen(i_path.c_str(), i_mode);
   if (!stream) return false;
   m_stream = stream;
@@ -51,13 +51,13 @@ bool C_File::Open(const std::string& i_path, const char* i_mode) {
 }
 
 void C_File::Attach(std::FILE* i_stream, bool i_owned) {
-  Close();
+  Abandon();
   m_stream = i_stream;
   m_owned = i_owned;
 }
 
 bool C_File::OpenReplace(const std::string& i_path) {
-  Close();
+  Abandon();
   struct stat target;
   bool exists = ::stat(i_path.c_str(), &target) == 0;
   if (exists && !S_ISREG(target.st_mode)) return Open(i_path, "wb");

@@ -20,13 +20,15 @@
 // Atomic replacement. OpenReplace creates a new temporary file beside the
 // target, ".<name>.<pid>.<n>.tmp" in the target's directory (the same file
 // system, so the rename is atomic), with mode 0666 less the umask, or the
-// mode of the file it replaces. The bytes go there. Close() then flushes,
-// fsyncs and closes it, renames it over the target and fsyncs the
-// directory; Abandon() or any failure before the rename removes the
-// temporary and leaves the target untouched. A symbolic link keeps pointing
-// at the replaced file. A path that exists and is not a regular file (a
-// device, a FIFO) is opened and written directly instead, since it cannot
-// be replaced.
+// mode of the file it replaces. The bytes go there. Only Close() completes
+// it: it flushes, fsyncs and closes the file, renames it over the target
+// and fsyncs the directory. Abandon(), any failure before the rename, and
+// whatever else ends the replacement (the destructor, a move onto the
+// object, another Open) remove the temporary and leave the target
+// untouched, so an exception that skips Close never puts half a file in
+// place. A symbolic link keeps pointing at the replaced file. A path that
+// exists and is not a regular file (a device, a FIFO) is opened and written
+// directly instead, since it cannot be replaced.
 //
 // What survives a crash: the target holds its old contents or the whole new
 // ones, never a mix; once Close has returned true the new contents survive
@@ -41,18 +43,20 @@
 class VEK_API C_File {
  public:
   C_File() = default;
-  ~C_File();  // Close(); a failure here cannot be reported: call Close first
+  // Abandon(): a replacement is thrown away, any other stream closed (a
+  // failure here cannot be reported: call Close first).
+  ~C_File();
   C_File(const C_File&) = delete;
   C_File& operator=(const C_File&) = delete;
   C_File(C_File&& io_other) noexcept;
   C_File& operator=(C_File&& io_other) noexcept;
 
-  // Closes what is open, then fopen(i_path, i_mode). False when it fails
+  // Abandons what is open, then fopen(i_path, i_mode). False when it fails
   // (errno tells why).
   bool Open(const std::string& i_path, const char* i_mode);
-  // Closes what is open, then takes i_stream (not null).
+  // Abandons what is open, then takes i_stream (not null).
   void Attach(std::FILE* i_stream, bool i_owned);
-  // Closes what is open, then starts a replacement of i_path (see above).
+  // Abandons what is open, then starts a replacement of i_path (see above).
   // False (errno set) when the temporary file cannot be created.
   bool OpenReplace(const std::string& i_path);
 
@@ -69,10 +73,9 @@ class VEK_API C_File {
   // The path given to Open, the file OpenReplace replaces (links
   // resolved), "" for an attached stream.
   const std::string& GetPath() const { return m_path; }
-  // While a replacement is open: the temporary file's path, for a writer
-  // that opens it by name (it is written in place, then Close renames it).
-  // "" otherwise.
-  const std::string& GetTemporaryPath() const { return m_tempPath; }
+  // The file the bytes go to, for a writer that opens it by name: during a
+  // replacement its temporary file (Close then renames it), else GetPath().
+  const std::string& GetWritePath() const { return m_tempPath.empty() ? m_path : m_tempPath; }
 
   // fread / fwrite: the number of bytes moved (short on end of file or error).
   std::size_t Read(void* o_buffer, std::size_t i_size);

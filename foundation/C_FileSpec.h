@@ -3,13 +3,11 @@
 
 #include <string>
 
-#include "foundation/Export.h"
-
 // A file path, taken apart and put together as text: directory (up to and
 // including the last '/'), name, base name and extension. Nothing here looks
 // at the file system except MakeAbsolute, which asks for the current
 // directory. A plain value: copyable, no shared state.
-class VEK_API C_FileSpec {
+class C_FileSpec {
  public:
   C_FileSpec() = default;
   explicit C_FileSpec(const std::string& i_path) : m_path(i_path) {}

@@ -5,12 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "foundation/Export.h"
-
 // The paths that match a shell pattern, found once at construction by the C
 // library's glob() and kept as a sorted list; the object holds no glob state
 // afterwards. Safe to copy; one object per thread.
-class VEK_API C_Glob {
+class C_Glob {
  public:
   // i_flags are glob()'s flags (GLOB_MARK, GLOB_NOCHECK, ...). Running out of
   // memory in glob() throws the host framework's out-of-memory exception.

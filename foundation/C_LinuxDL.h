@@ -3,12 +3,11 @@
 
 #include <string>
 
-#include "foundation/Export.h"
 #include "host/C_LoadableModule.h"
 
 // A loadable module that is a Linux shared library: the host's life cycle
 // plus the library's name. Opens and closes no library itself.
-class VEK_API C_LinuxDL : public C_LoadableModule {
+class C_LinuxDL : public C_LoadableModule {
  public:
   explicit C_LinuxDL(const std::string& i_moduleName);
   ~C_LinuxDL() override;

@@ -6,12 +6,12 @@
 // The process-wide lock held while values are formatted through string
 // streams. GetInstance creates it on first call without a lock of its own;
 // the library creates it at load time, before threads race for it.
-class VEK_API C_LockStrStream : public C_PosixCriticalSection {
+class C_LockStrStream : public C_PosixCriticalSection {
  public:
   static C_LockStrStream* GetInstance();
 
   // Scope guard: enters the instance on construction, leaves on destruction.
-  class VEK_API C_Lock {
+  class C_Lock {
    public:
     C_Lock();
     ~C_Lock();

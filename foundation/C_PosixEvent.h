@@ -3,14 +3,12 @@
 
 #include <pthread.h>
 
-#include "foundation/Export.h"
-
 // A manual-reset event with a one-shot pulse.
 //  Set:   signalled until Clear; wakes every waiter.
 //  Pulse: only when a thread is waiting: wakes one waiter, which consumes the
 //         pulse (the event is not signalled afterwards). With no waiter the
 //         pulse is lost.
-class VEK_API C_PosixEvent {
+class C_PosixEvent {
  public:
   // Results of Wait.
   enum E_WaitResult { WAIT_SIGNALLED = 0, WAIT_TIMEOUT = 1, WAIT_INTERRUPTED = 2, WAIT_FAILED = 3 };

@@ -8,7 +8,7 @@
 // readers out) and then waits for the present readers to drain. The writer
 // lock is recursive, so the thread holding the exclusive lock may also take
 // a shared one. Lock types other than the two below do nothing.
-class VEK_API C_PosixMultiLock {
+class C_PosixMultiLock {
  public:
   enum E_LockType { SHARED = 0, EXCLUSIVE = 1 };
 

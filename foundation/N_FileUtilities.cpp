@@ -55,11 +55,8 @@ int WriteFileAtomically(const std::string& i_path, const void* i_data, std::size
   C_File file;
   if (!file.OpenReplace(i_path)) return errno;
   errno = 0;
-  if (file.Write(i_data, i_size) != i_size) {
-    const int error = errno ? errno : EIO;
-    file.Abandon();
-    return error;
-  }
+  // A short write returns before Close: the destructor removes the temporary.
+  if (file.Write(i_data, i_size) != i_size) return errno ? errno : EIO;
   return file.Close() ? 0 : errno;
 }
 

@@ -1,7 +1,8 @@
 // Fuzz target (libFuzzer): any bytes as a cloaked file. Not part of the
 // build; compile by hand, e.g.
 //   clang++ -std=c++17 -fsanitize=fuzzer,address -I. fuzz/cloaked_file_reader.cpp
-//       -Lbuild/x64 -lvek -lvekhost     (one command line)
+//       -Lbuild/x64 -lvek_internal -lvek -lvekhost     (one command line;
+//       libvek_internal.a holds the internal units libvek does not export)
 // Every input must either throw C_CloakException or read to the end with
 // exactly GetSize() content bytes.
 #include <unistd.h>

@@ -2,11 +2,13 @@
 
 #include "module/C_Driver.h"
 
-C_Root::C_Root() : m_driver(nullptr) {}
+C_Root::C_Root() = default;
 
-C_Root::~C_Root() {
-  delete m_driver;  // before the children that it created
-  m_driver = nullptr;
+C_Root::~C_Root() = default;
+
+void C_Root::SetDriver(C_Driver* i_driver) {
+  (void)m_driver.release();
+  m_driver.reset(i_driver);
 }
 
 bool C_Root::Init() { return m_driver ? m_driver->Init() : false; }

@@ -1,7 +1,10 @@
 #ifndef VEK_MODULE_C_ROOT_H
 #define VEK_MODULE_C_ROOT_H
 
+#include <memory>
+
 #include "device/C_EntityNode.h"
+#include "module/C_Driver.h"
 
 // The top of the device tree. It owns the instance's one driver and hands it
 // every tree-wide request. The host constructs it, gives it its driver, calls
@@ -13,9 +16,9 @@ class VEK_API C_Root : public C_EntityNode {
   ~C_Root() override;
 
   // Takes ownership of i_driver. An earlier driver is neither destroyed nor
-  // detached: set the driver once.
-  void SetDriver(C_Driver* i_driver) { m_driver = i_driver; }
-  C_Driver* GetDriver() const override { return m_driver; }
+  // detached (it leaves the root's care): set the driver once.
+  void SetDriver(C_Driver* i_driver);
+  C_Driver* GetDriver() const override { return m_driver.get(); }
 
   // The driver's Init; false without a driver.
   bool Init() override;
@@ -27,7 +30,9 @@ class VEK_API C_Root : public C_EntityNode {
   void Cleanup() override;
 
  private:
-  C_Driver* m_driver;
+  // Destroyed with the root's own members, before the base destroys the
+  // children: the driver goes before the devices it created.
+  std::unique_ptr<C_Driver> m_driver;
 };
 
 #endif

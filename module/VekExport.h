@@ -16,9 +16,12 @@ class C_VekEnumContext;
 // end CloseDevice on every handle. The instance argument of GetNextDevice,
 // CloseEnum and CloseDevice is not looked at.
 //
-// Bad arguments give null, 0 or the codes below; exceptions from the service
-// object, the devices and the targets pass through unchanged. Nothing is
-// locked: the host serialises calls that share an instance or a handle.
+// Bad arguments give null, 0 or the codes below. Exceptions: none is caught
+// or turned into a status code; whatever the service object, the devices,
+// the targets or the driver throw (the host framework's C_Exception, the
+// standard exceptions, anything else) reaches the host exactly as thrown.
+// Nothing is locked: the host serialises calls that share an instance or a
+// handle.
 class VEK_API VekExport {
  public:
   // A cursor over the children of i_parent's device (null parent, or a

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "foundation/Export.h"
 #include "targets/S_Command.h"
 
 class C_Device;
@@ -29,7 +28,7 @@ class C_Device;
 // Both answer 1029 (VEK_STATUS_NO_PARENT) when the origin has no parent, and
 // otherwise the parent's code unchanged (0 success, anything else the
 // driver's).
-class VEK_API C_CommandBlock {
+class C_CommandBlock {
  public:
   static constexpr std::uint32_t SCSI_SENSE_LENGTH = 255;
   static constexpr std::uint32_t ATA_SENSE_LENGTH = 40;

@@ -42,11 +42,10 @@ std::unique_ptr<C_Driver> NewDriver(const S_Options& i_options) {
 
 C_Host::C_Host(const S_Options& i_options)
     : m_api(i_options.module),
-      m_driver(new C_ObservingDriver(NewDriver(i_options))),
       m_services(&m_root),
       m_instance(&m_services),
       m_started(false) {
-  m_root.SetDriver(m_driver);
+  m_root.SetDriver(new C_ObservingDriver(NewDriver(i_options)));
 }
 
 C_Host::~C_Host() {
@@ -54,10 +53,10 @@ C_Host::~C_Host() {
   if (m_started) m_root.Cleanup();
 }
 
-C_SimDriver* C_Host::Sim() const { return dynamic_cast<C_SimDriver*>(m_driver->Inner()); }
+C_SimDriver* C_Host::Sim() const { return dynamic_cast<C_SimDriver*>(Driver().Inner()); }
 
 C_LinuxDriver* C_Host::Linux() const {
-  return dynamic_cast<C_LinuxDriver*>(m_driver->Inner());
+  return dynamic_cast<C_LinuxDriver*>(Driver().Inner());
 }
 
 void C_Host::Start() {
@@ -81,7 +80,7 @@ void C_Host::Walk(C_VekDevice* i_parent, const std::string& i_parentPath, int i_
     device.id = Attribute(device, "DeviceId");
     // A drive that could not be identified publishes no id; its driver
     // still names it.
-    if (device.id.empty()) device.id = m_driver->GetDeviceId(handle->GetDevice());
+    if (device.id.empty()) device.id = Driver().GetDeviceId(handle->GetDevice());
     device.path = i_parentPath.empty() ? device.id : i_parentPath + "/" + device.id;
     device.kind = Kind(handle);
     device.depth = i_depth;
@@ -208,10 +207,6 @@ std::string C_Host::IdentityProblem(const S_Device& i_device) {
 std::string C_Host::LockKey(const S_Device& i_device, C_Session* i_session) {
   return C_DriveLock::Key(Trimmed(Attribute(i_device, "SerialNumber", i_session)),
                           Trimmed(Attribute(i_device, "WWN", i_session)), i_device.id);
-}
-
-void C_Host::Reinit(const S_Device& i_device) {
-  if (C_Device* device = DeviceObject(i_device)) device->Init();
 }
 
 C_Device* C_Host::DeviceObject(const S_Device& i_device) const {

@@ -94,7 +94,7 @@ class C_Host {
   std::string IdentityProblem(const S_Device& i_device);
   // The last failed command block of the device (C_ObservingDriver).
   C_ObservingDriver::S_Failure LastFailure(const S_Device& i_device) const {
-    return m_driver->LastFailure(DeviceObject(i_device));
+    return Driver().LastFailure(DeviceObject(i_device));
   }
   // The name of the drive's flash lock (C_DriveLock::Key): its serial and,
   // where the device publishes one, its "WWN" attribute.
@@ -104,17 +104,15 @@ class C_Host {
     return i_device.kind == "SCSI" || i_device.kind == "ATA" || i_device.kind == "deferred";
   }
 
-  // Runs the device's Init again, so it re-reads what it publishes (the
-  // deferred-flash status after the controller's agent ran).
-  void Reinit(const S_Device& i_device);
   // The device object behind a handle (for the few things a host does with
-  // the classes it links: the dump of a deferred-flash target).
+  // the classes it links: a deferred-flash target's status and dump).
   C_Device* DeviceObject(const S_Device& i_device) const;
 
   std::unique_ptr<C_Session> NewSession() {
     return std::unique_ptr<C_Session>(new C_Session(&m_root));
   }
-  C_ObservingDriver& Driver() { return *m_driver; }
+  // The root's driver: always the observing wrapper the constructor gave it.
+  C_ObservingDriver& Driver() const { return static_cast<C_ObservingDriver&>(*m_root.GetDriver()); }
   // The simulated controller's driver; null with another driver.
   C_SimDriver* Sim() const;
   // The Linux driver; null with another driver.
@@ -128,7 +126,6 @@ class C_Host {
 
   C_ModuleApi m_api;
   C_Root m_root;
-  C_ObservingDriver* m_driver;  // owned by m_root
   C_ModuleServices m_services;
   C_VekInstance m_instance;
   bool m_started;

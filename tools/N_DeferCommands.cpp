@@ -3,15 +3,12 @@
 #include <fmt/core.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
-
 #include "ddff/C_DDFF.h"
+#include "ddff/C_DeferScsiTarget.h"
 #include "tools/N_ExitStatus.h"
-#include "tools/N_Text.h"
 #include "tools/N_Messages.h"
 #include "tools/N_Sense.h"
-
-#include "ddff/C_DeferScsiTarget.h"
+#include "tools/N_Text.h"
 
 using nlohmann::json;
 
@@ -20,7 +17,6 @@ namespace N_DeferCommands {
 namespace {
 
 using N_Text::Address;
-using N_Text::Trimmed;
 
 const C_Host::S_Device& DeferredDrive(const S_Options& i_options, C_Host& io_host) {
   const C_Host::S_Device& device = io_host.Find(i_options.device);
@@ -32,79 +28,91 @@ const C_Host::S_Device& DeferredDrive(const S_Options& i_options, C_Host& io_hos
   return device;
 }
 
-// The status value behind the "DeferResult" text.
-unsigned StatusValue(const std::string& i_result) {
-  static const char* const names[] = {"loading",   "pending", "running",
-                                      "cancelled", "success", "error"};
-  for (unsigned bit = 0; bit < 6; ++bit) {
-    if (i_result == names[bit]) return 1u << bit;
+C_DeferScsiTarget& Target(C_Host& io_host, const C_Host::S_Device& i_device) {
+  C_DeferScsiTarget* target = dynamic_cast<C_DeferScsiTarget*>(io_host.DeviceObject(i_device));
+  if (!target) throw C_Failure(N_ExitStatus::FAILED, i_device.id + ": not a deferred-flash target");
+  return *target;
+}
+
+// The status, or C_Failure (3) when it cannot be read.
+S_Status ReadHeldStatus(C_Host& io_host, const C_Host::S_Device& i_device) {
+  const S_Status status = ReadStatus(io_host, i_device);
+  if (status.code != 0) {
+    throw C_Failure(N_ExitStatus::FAILED,
+                    fmt::format("{}: cannot read the deferred status: status {}: {}", i_device.id,
+                                status.code, N_Messages::Status(status.code)));
   }
-  return static_cast<unsigned>(std::strtoul(i_result.c_str(), nullptr, 16));
+  return status;
 }
-
-int Hex(const std::string& i_text) {
-  return static_cast<int>(std::strtol(i_text.c_str(), nullptr, 16));
-}
-
 
 }  // namespace
 
+std::string S_Status::Result() const {
+  return Held() ? C_DeferScsiTarget::GetResultText(block.status) : std::string();
+}
+
+S_Status ReadStatus(C_Host& io_host, const C_Host::S_Device& i_device) {
+  S_Status status;
+  status.code = Target(io_host, i_device).DoSenseDeferredUpdateStatus(&status.block,
+                                                                      sizeof status.block);
+  return status;
+}
+
 int Status(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
   const C_Host::S_Device& device = DeferredDrive(i_options, io_host);
-  io_host.Reinit(device);  // the status block is read by Init
-  const std::string result = io_host.Attribute(device, "DeferResult");
+  const S_Status status = ReadHeldStatus(io_host, device);
+  const std::string revision = io_host.Attribute(device, "FirmwareRev");
+  const std::string result = status.Result();
   json document = {{"device", device.id},
-                   {"revision", io_host.Attribute(device, "FirmwareRev")},
+                   {"revision", revision},
                    {"activeRevision", io_host.Attribute(device, "ActiveFirmwareRev")},
                    {"hasDDFF", io_host.Attribute(device, "HasDDFF") == "true"}};
-  std::vector<std::vector<std::string>> rows = {
-      {"Drive", device.id}, {"Revision", io_host.Attribute(device, "FirmwareRev")}};
-  if (result.empty()) {
+  std::vector<std::vector<std::string>> rows = {{"Drive", device.id}, {"Revision", revision}};
+  if (!status.Held()) {
     document["request"] = nullptr;
     rows.push_back({"Request", "none held by the controller"});
   } else {
-    const unsigned value = StatusValue(result);
-    json request = {{"result", result},
-                    {"text", N_Messages::DeferredStatus(value)},
-                    {"oldRevision", io_host.Attribute(device, "OldVersion")},
-                    {"requestTime", io_host.Attribute(device, "RequestTime")},
-                    {"updateTime", io_host.Attribute(device, "UpdateTime")}};
-    rows.push_back({"Request", result + " (" + N_Messages::DeferredStatus(value) + ")"});
-    rows.push_back({"Replaces", io_host.Attribute(device, "OldVersion")});
-    rows.push_back({"Requested", io_host.Attribute(device, "RequestTime")});
-    rows.push_back({"Updated", io_host.Attribute(device, "UpdateTime")});
-    if (!io_host.Attribute(device, "Instruction").empty()) {
-      const int key = Hex(io_host.Attribute(device, "SenseKey"));
-      const int asc = Hex(io_host.Attribute(device, "SenseASC"));
-      const int ascq = Hex(io_host.Attribute(device, "SenseASQ"));
-      // The field counts bytes from the status block's size; the record
-      // size is fixed, which turns it into the instruction's index.
-      const long field = std::strtol(io_host.Attribute(device, "Instruction").c_str(), nullptr, 16);
-      const long index = field >= static_cast<long>(DDFF::STATUS_SIZE)
-                             ? (field - DDFF::STATUS_SIZE) / DDFF::INSTRUCTION_SIZE
-                             : -1;
-      request["error"] = json{{"instructionField", field},
-                              {"instruction", index},
-                              {"camStatus", Hex(io_host.Attribute(device, "CamStatus"))},
-                              {"senseKey", key},
-                              {"asc", asc},
-                              {"ascq", ascq},
-                              {"sense", N_Sense::Summary(key, asc, ascq)}};
-      rows.push_back({"Failed at", fmt::format("instruction {} (field {:#x})", index, field)});
-      rows.push_back({"CAM status", "0x" + io_host.Attribute(device, "CamStatus")});
-      rows.push_back({"Sense", fmt::format("{:X}/{:02X}/{:02X} {}", key, asc, ascq,
-                                           N_Sense::Summary(key, asc, ascq))});
+    const S_DDFF_Status& block = status.block;
+    // A request around the block reads its fields as the module does.
+    C_DDFF request;
+    request.SetStatus(block);
+    const std::string text = N_Messages::DeferredStatus(block.status);
+    const std::string requested = C_DeferScsiTarget::GetTimeText(block.requestTime);
+    const std::string updated = C_DeferScsiTarget::GetTimeText(block.updateTime);
+    json fields = {{"result", result},
+                   {"text", text},
+                   {"oldRevision", request.GetRomOldRevision()},
+                   {"requestTime", requested},
+                   {"updateTime", updated}};
+    rows.push_back({"Request", result + " (" + text + ")"});
+    rows.push_back({"Replaces", request.GetRomOldRevision()});
+    rows.push_back({"Requested", requested});
+    rows.push_back({"Updated", updated});
+    if (block.status & DDFF::DDFF_STATUS_ERROR) {
+      const std::int64_t index = request.GetStatusInstructionNumber();
+      const std::string sense = N_Sense::Summary(block.senseKey, block.asc, block.asq);
+      fields["error"] = json{{"instructionField", block.failingInstruction},
+                             {"instruction", index},
+                             {"camStatus", block.camStatus},
+                             {"senseKey", block.senseKey},
+                             {"asc", block.asc},
+                             {"ascq", block.asq},
+                             {"sense", sense}};
+      rows.push_back({"Failed at", fmt::format("instruction {} (field {:#x})", index,
+                                               block.failingInstruction)});
+      rows.push_back({"CAM status", fmt::format("{:#x}", block.camStatus)});
+      rows.push_back({"Sense", fmt::format("{:X}/{:02X}/{:02X} {}", block.senseKey, block.asc,
+                                           block.asq, sense)});
     }
-    document["request"] = request;
+    document["request"] = fields;
   }
   io_printer.Table({"DEFERRED FLASH", ""}, rows);
   io_printer.Json(document);
   // A failed request is a failure, whatever was asked; with --expect only a
   // drive that runs that revision passes (a pending request not yet).
-  const std::string revision = io_host.Attribute(device, "FirmwareRev");
-  if (result == "error") {
+  if (status.Held() && (status.block.status & DDFF::DDFF_STATUS_ERROR)) {
     throw C_Failure(N_ExitStatus::FAILED, device.id + ": the deferred request failed (" +
-                                              N_Messages::DeferredStatus(StatusValue(result)) +
+                                              N_Messages::DeferredStatus(status.block.status) +
                                               "); firmware at " + revision);
   }
   if (!i_options.expect.empty() && revision != i_options.expect) {
@@ -118,7 +126,7 @@ int Status(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
 
 int Cancel(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
   const C_Host::S_Device& device = DeferredDrive(i_options, io_host);
-  const std::string before = io_host.Attribute(device, "DeferResult");  // read at enumeration
+  const std::string before = ReadHeldStatus(io_host, device).Result();
   // The operation wants a request even to cancel; it stays untouched.
   C_DDFF unused;
   const int status =
@@ -127,8 +135,7 @@ int Cancel(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
     throw C_Failure(N_ExitStatus::FAILED, fmt::format("{}: cancel failed: status {}: {}", device.id,
                                                       status, N_Messages::Status(status)));
   }
-  io_host.Reinit(device);
-  const std::string result = io_host.Attribute(device, "DeferResult");
+  const std::string result = ReadHeldStatus(io_host, device).Result();
   const bool cancelled = result == "cancelled";
   if (result.empty()) {
     io_printer.Line(device.id + ": no request to cancel");
@@ -156,12 +163,9 @@ int Dump(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
   if (stat(directory.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
     throw C_Failure(N_ExitStatus::FAILED, directory + ": not a directory");
   }
-  C_DeferScsiTarget* target = dynamic_cast<C_DeferScsiTarget*>(io_host.DeviceObject(device));
-  if (!target) throw C_Failure(N_ExitStatus::FAILED, device.id + ": not a deferred-flash target");
-  C_DeferScsiTarget::SetDumpDirectory(directory);
-  const int status = target->Dump();
-  const std::string file = target->GetDumpFileName();
-  C_DeferScsiTarget::SetDumpDirectory("");
+  C_DeferScsiTarget& target = Target(io_host, device);
+  const int status = target.Dump(directory);
+  const std::string file = target.GetDumpFileName(directory);
   if (status != 0) {
     throw C_Failure(
         N_ExitStatus::FAILED,
@@ -172,7 +176,6 @@ int Dump(const S_Options& i_options, C_Printer& io_printer, C_Host& io_host) {
   io_printer.Line(file);
   io_printer.Json(json{{"device", device.id}, {"file", file}});
   return N_ExitStatus::SUCCESS;
-
 }
 
 }  // namespace N_DeferCommands

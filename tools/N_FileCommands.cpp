@@ -1,8 +1,6 @@
 #include "tools/N_FileCommands.h"
 
 #include <fmt/core.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cctype>
 #include <cerrno>
@@ -11,6 +9,8 @@
 #include <sstream>
 
 #include "ddff/C_DDFF.h"
+#include "ddff/C_DeferScsiTarget.h"
+#include "foundation/C_File.h"
 #include "foundation/C_HexConverter.h"
 #include "tools/C_FlashJob.h"
 #include "tools/N_ExitStatus.h"
@@ -55,19 +55,6 @@ std::string CloakReason(const C_CloakedFile::C_CloakException& i_exception) {
     reason[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(reason[0])));
   }
   return reason.empty() ? i_exception.what() : reason;
-}
-
-const char* StatusName(std::uint32_t i_status) {
-  switch (i_status) {
-    case DDFF::DDFF_STATUS_UNKNOWN: return "unknown";
-    case DDFF::DDFF_STATUS_LOADING: return "loading";
-    case DDFF::DDFF_STATUS_PENDING: return "pending";
-    case DDFF::DDFF_STATUS_RUNNING: return "running";
-    case DDFF::DDFF_STATUS_CANCELLED: return "cancelled";
-    case DDFF::DDFF_STATUS_SUCCESS: return "success";
-    case DDFF::DDFF_STATUS_ERROR: return "error";
-    default: return "mixed";
-  }
 }
 
 }  // namespace
@@ -135,11 +122,13 @@ int DdffDump(const S_Options& i_options, C_Printer& io_printer) {
 int DdffVerify(const S_Options& i_options, C_Printer& io_printer) {
   C_DDFF request;
   ReadRequest(i_options.file, request);
-  const std::uint32_t status = request.GetStatus().status;
+  // Named as the drive's "DeferResult": a single status bit by name,
+  // anything else in hexadecimal.
+  const std::string status = C_DeferScsiTarget::GetResultText(request.GetStatus().status);
   io_printer.Line(
       fmt::format(
           "{}: valid request: {} instructions, image {} bytes, status {}, for {} {} {} at {}",
-          i_options.file, request.GetInstructionCount(), request.GetDataSize(), StatusName(status),
+          i_options.file, request.GetInstructionCount(), request.GetDataSize(), status,
           request.GetDriveVendorId(), request.GetDriveProductId(), request.GetDriveSerialNumber(),
           request.GetDriveRevision()),
       C_Printer::GREEN);
@@ -147,7 +136,7 @@ int DdffVerify(const S_Options& i_options, C_Printer& io_printer) {
                        {"valid", true},
                        {"instructions", request.GetInstructionCount()},
                        {"imageBytes", request.GetDataSize()},
-                       {"status", StatusName(status)},
+                       {"status", status},
                        {"flags", request.GetRequestFlags()},
                        {"vendor", request.GetDriveVendorId()},
                        {"product", request.GetDriveProductId()},
@@ -159,40 +148,30 @@ int DdffVerify(const S_Options& i_options, C_Printer& io_printer) {
 
 int Cloak(const S_Options& i_options, C_Printer& io_printer) {
   const std::vector<std::uint8_t> plain = N_FileIo::Read(i_options.input);
-  // The module writes in place: cloak into a temporary file beside the
-  // output and rename it only once it is whole, so a failure loses nothing.
-  std::string temporary = i_options.output + ".XXXXXX";
-  const int fd = mkstemp(&temporary[0]);
-  if (fd < 0) {
-    throw C_Failure(N_ExitStatus::FAILED,
-                    i_options.output + ": cannot create the cloaked file: " + std::strerror(errno));
+  // The module writes in place: cloak into the temporary file of an atomic
+  // replacement, which only Close renames, once it is whole and synced; a
+  // failure (the output's destructor) loses nothing.
+  C_File output;
+  const auto fail = [&](const std::string& i_reason) {
+    throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": " + i_reason);
+  };
+  if (!output.OpenReplace(i_options.output)) {
+    fail(std::string("cannot create the cloaked file: ") + std::strerror(errno));
   }
-  fchmod(fd, 0644);
-  close(fd);
   C_CloakedFile file;
   try {
     errno = 0;
-    if (!file.OpenOutput(temporary)) {
-      const int error = errno;
-      throw C_Failure(N_ExitStatus::FAILED,
-                      i_options.output + ": cannot create the cloaked file" +
-                          (error ? std::string(": ") + std::strerror(error) : std::string()));
+    if (!file.OpenOutput(output.GetWritePath())) {
+      fail("cannot create the cloaked file" +
+           (errno ? std::string(": ") + std::strerror(errno) : std::string()));
     }
     const std::uint32_t size = static_cast<std::uint32_t>(plain.size());
-    if (file.Write(plain.data(), size) != size) {
-      throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": cannot write the cloaked file");
-    }
+    if (file.Write(plain.data(), size) != size) fail("cannot write the cloaked file");
     file.Close();
-    if (std::rename(temporary.c_str(), i_options.output.c_str()) != 0) {
-      throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": cannot write the cloaked file");
-    }
   } catch (const C_CloakedFile::C_CloakException& e) {
-    unlink(temporary.c_str());
-    throw C_Failure(N_ExitStatus::FAILED, i_options.output + ": " + CloakReason(e));
-  } catch (...) {
-    unlink(temporary.c_str());
-    throw;
+    fail(CloakReason(e));
   }
+  if (!output.Close()) fail(std::string("cannot write the cloaked file: ") + std::strerror(errno));
   io_printer.Line(fmt::format("{}: {} bytes cloaked", i_options.output, plain.size()));
   io_printer.Json(json{{"file", i_options.output}, {"bytes", plain.size()}});
   return N_ExitStatus::SUCCESS;

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "foundation/N_FileUtilities.h"
 #include "tools/N_ExitStatus.h"
 
 namespace N_FileIo {
@@ -48,27 +49,7 @@ std::vector<std::uint8_t> Read(const std::string& i_path) {
 }
 
 void WriteAtomically(const std::string& i_path, const std::uint8_t* i_data, std::size_t i_size) {
-  std::string temporary = i_path + ".XXXXXX";
-  const int fd = mkstemp(&temporary[0]);
-  if (fd < 0) Fail(i_path, "write", errno);
-  // mkstemp makes the file private; what vekctl writes is meant to be read.
-  fchmod(fd, 0644);
-  std::size_t done = 0;
-  int error = 0;
-  while (done < i_size) {
-    const ssize_t n = write(fd, i_data + done, i_size - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) {
-      error = errno;
-      break;
-    }
-    done += static_cast<std::size_t>(n);
-  }
-  if (!error && fsync(fd) != 0) error = errno;
-  if (close(fd) != 0 && !error) error = errno;
-  if (!error && rename(temporary.c_str(), i_path.c_str()) != 0) error = errno;
-  if (error) {
-    unlink(temporary.c_str());
+  if (const int error = N_FileUtilities::WriteFileAtomically(i_path, i_data, i_size)) {
     Fail(i_path, "write", error);
   }
 }

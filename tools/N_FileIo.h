@@ -10,8 +10,8 @@
 namespace N_FileIo {
 
 std::vector<std::uint8_t> Read(const std::string& i_path);
-// Writes to a temporary file in the same directory and renames it over
-// i_path, so an existing file is either replaced whole or left as it was.
+// N_FileUtilities::WriteFileAtomically: an existing file is either replaced
+// whole or left as it was.
 void WriteAtomically(const std::string& i_path, const std::uint8_t* i_data, std::size_t i_size);
 // Creates i_path and its missing parents (mode 0755).
 void MakeDirectories(const std::string& i_path);

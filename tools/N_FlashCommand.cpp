@@ -16,6 +16,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "ddff/C_DeferScsiTarget.h"
 #include "device/C_FirmwareRev.h"
 #include "drivers/sim/C_SimFirmwareImage.h"
 #include "targets/S_Command.h"
@@ -23,6 +24,7 @@
 #include "tools/C_FlashJob.h"
 #include "tools/C_Journal.h"
 #include "tools/C_Progress.h"
+#include "tools/N_DeferCommands.h"
 #include "tools/N_ExitStatus.h"
 #include "tools/N_FileIo.h"
 #include "tools/N_Interrupt.h"
@@ -172,11 +174,14 @@ void Screen(const S_Options& i_options, C_Host& io_host, const S_ImageInfo& i_in
     return io_job.Refuse(device.id + ": " + why + "; nothing was sent (--force sends it anyway)",
                          N_ExitStatus::FAILED);
   }
-  const std::string request = io_host.Attribute(device, "DeferResult");
-  if (io_job.IsDeferred() && request == "pending" && !i_options.replace) {
+  if (!io_job.IsDeferred() || i_options.replace) return;
+  // A status that cannot be read is no refusal: the flash then meets the
+  // controller's answer itself.
+  const N_DeferCommands::S_Status held = N_DeferCommands::ReadStatus(io_host, device);
+  if (held.Held() && held.block.status == DDFF::DDFF_STATUS_PENDING) {
     io_job.Refuse(fmt::format("{}: the controller holds a pending request for it (requested {}); "
                               "nothing was sent (--replace replaces it)",
-                              device.id, io_host.Attribute(device, "RequestTime")),
+                              device.id, C_DeferScsiTarget::GetTimeText(held.block.requestTime)),
                   N_ExitStatus::FAILED);
   }
 }

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "ddff/C_DeferScsiTarget.h"
 #include "ddff/DDFFFormat.h"
 #include "drivers/sim/C_SimDriver.h"
 #include "drivers/sim/S_SimFleet.h"
@@ -43,15 +44,7 @@ std::string RequestState(const std::string& i_file) {
   if (bytes.size() < DDFF::STATUS_OFFSET + DDFF::STATUS_SIZE) return "damaged";
   S_DDFF_Status status;
   std::memcpy(&status, &bytes[DDFF::STATUS_OFFSET], sizeof status);
-  switch (status.status) {
-    case DDFF::DDFF_STATUS_LOADING: return "loading";
-    case DDFF::DDFF_STATUS_PENDING: return "pending";
-    case DDFF::DDFF_STATUS_RUNNING: return "running";
-    case DDFF::DDFF_STATUS_CANCELLED: return "cancelled";
-    case DDFF::DDFF_STATUS_SUCCESS: return "success";
-    case DDFF::DDFF_STATUS_ERROR: return "error";
-    default: return fmt::format("{:X}", status.status);
-  }
+  return C_DeferScsiTarget::GetResultText(status.status);
 }
 
 }  // namespace

@@ -3,8 +3,6 @@
 
 #include <string>
 
-#include "foundation/Export.h"
-
 namespace Local {
 
 // The message catalog of one facility for one wanted locale. The constructor
@@ -24,7 +22,7 @@ namespace Local {
 //
 // Holds only the accepted path: a value object, no open file, no global
 // state, so any number may exist on any threads.
-class VEK_API C_StringTable {
+class C_StringTable {
  public:
   // The catalog's signature key value (0x2BE1FEED).
   static constexpr long SIGNATURE = 736231149;

@@ -88,12 +88,7 @@ C_Text::C_Text(unsigned i_id, const C_Descriptor& i_descriptor, const std::strin
     : m_msgId(MapMsgId(i_id, i_descriptor)), m_defaultText(i_defaultText) {}
 
 C_Text::C_Text(const C_Text& i_other) : m_msgId(i_other.m_msgId), m_defaultText(i_other.m_defaultText) {
-  try {
-    for (const auto& arg : i_other.m_args) m_args[arg.first] = arg.second->Clone();
-  } catch (...) {
-    ClearArgs();
-    throw;
-  }
+  for (const auto& arg : i_other.m_args) m_args[arg.first].reset(arg.second->Clone());
 }
 
 C_Text& C_Text::operator=(const C_Text& i_other) {
@@ -107,7 +102,7 @@ C_Text& C_Text::operator=(const C_Text& i_other) {
   return *this;
 }
 
-C_Text::~C_Text() { ClearArgs(); }
+C_Text::~C_Text() = default;
 
 void C_Text::SetMsgId(unsigned i_id, const std::string& i_defaultText) {
   m_msgId = i_id;
@@ -120,9 +115,11 @@ void C_Text::SetMsgId(unsigned i_id, const C_Descriptor& i_descriptor,
 }
 
 void C_Text::SetArg(const std::string& i_name, C_TextArg* i_arg) {
-  // The entry is overwritten and the earlier argument is not deleted (see
-  // the header): hosts that replace an argument delete the earlier one.
-  m_args[i_name] = i_arg;
+  // The earlier argument leaves undestroyed (see the header): hosts that
+  // replace an argument delete the earlier one.
+  std::unique_ptr<C_TextArg>& entry = m_args[i_name];
+  (void)entry.release();
+  entry.reset(i_arg);
 }
 
 void C_Text::AddArg(const std::string& i_name, const std::string& i_value) { SetArg(i_name, new C_StringArg(i_value)); }
@@ -134,14 +131,11 @@ void C_Text::AddArg(const std::string& i_name, int i_value) { SetArg(i_name, new
 void C_Text::AddArg(const std::string& i_name, double i_value) { SetArg(i_name, new C_Arg<double>(i_value)); }
 void C_Text::AddArg(const std::string& i_name, const C_Time& i_value) { SetArg(i_name, new C_TimeArg(i_value)); }
 
-void C_Text::ClearArgs() {
-  for (auto& arg : m_args) delete arg.second;
-  m_args.clear();
-}
+void C_Text::ClearArgs() { m_args.clear(); }
 
 const C_Text::C_TextArg* C_Text::GetArg(const std::string& i_name) const {
   auto found = m_args.find(i_name);
-  return found == m_args.end() ? nullptr : found->second;
+  return found == m_args.end() ? nullptr : found->second.get();
 }
 
 std::string C_Text::GetString(const std::string& i_locale) const {

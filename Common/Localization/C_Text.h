@@ -2,6 +2,7 @@
 #define VEK_COMMON_LOCALIZATION_C_TEXT_H
 
 #include <map>
+#include <memory>
 #include <string>
 
 #include "foundation/Export.h"
@@ -137,7 +138,7 @@ class VEK_API C_Text {
  private:
   unsigned m_msgId;
   std::string m_defaultText;
-  std::map<std::string, C_TextArg*> m_args;
+  std::map<std::string, std::unique_ptr<C_TextArg>> m_args;
 };
 
 template <> const char* const C_Text::C_Arg<unsigned long>::sm_stdFormat;

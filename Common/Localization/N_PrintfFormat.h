@@ -1,8 +1,6 @@
 #ifndef VEK_COMMON_LOCALIZATION_N_PRINTFFORMAT_H
 #define VEK_COMMON_LOCALIZATION_N_PRINTFFORMAT_H
 
-#include "foundation/Export.h"
-
 namespace Local {
 
 // Formats reach snprintf from message templates, that is from catalog files
@@ -27,10 +25,10 @@ enum E_Kind { INT, UNSIGNED_INT, LONG, UNSIGNED_LONG, DOUBLE, STRING };
 //   DOUBLE               no length or l;     f F e E g G a A
 //   STRING               no length;          s
 // A null format is not safe.
-VEK_API bool IsSafe(const char* i_format, E_Kind i_kind);
+bool IsSafe(const char* i_format, E_Kind i_kind);
 // True when the first conversion of i_format (a safe one) has the length
 // "l": an integer then goes to snprintf as a long, otherwise as an int.
-VEK_API bool TakesLong(const char* i_format);
+bool TakesLong(const char* i_format);
 
 }  // namespace N_PrintfFormat
 }  // namespace Local

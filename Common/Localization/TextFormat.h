@@ -4,8 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "foundation/Export.h"
-
 namespace Local {
 
 class C_Text;
@@ -37,18 +35,18 @@ namespace Format {
 
 // Formats i_template with the arguments of i_text. Stateless: safe on any
 // thread as far as i_text is not being changed.
-VEK_API std::string printf(const std::string& i_template, const C_Text& i_text);
+std::string printf(const std::string& i_template, const C_Text& i_text);
 
 // The same, also recording the machine's state after each input character
 // (-1 marks a character that ended a construct with an error or a failed
 // action). The state numbers are those of the transition table: 0 text,
 // 3-19 character references, 20-37 tags and attribute names, 41-59
 // attribute values. For tests and diagnostics.
-VEK_API std::string printf(const std::string& i_template, const C_Text& i_text,
+std::string printf(const std::string& i_template, const C_Text& i_text,
                            std::vector<int>* o_states);
 
 // The number of transitions in the table, for tests of its shape.
-VEK_API int TransitionCount();
+int TransitionCount();
 
 }  // namespace Format
 }  // namespace Local

@@ -14,8 +14,6 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "foundation/Export.h"
-
 namespace Crypt {
 namespace internal {
 
@@ -31,16 +29,16 @@ struct S_Crc32Impl {
 // Every implementation, slowest first, with this processor's support filled
 // in; *o_count receives the number of entries. The table lives as long as
 // the module.
-VEK_API const S_Crc32Impl* Crc32Implementations(std::size_t* o_count);
+const S_Crc32Impl* Crc32Implementations(std::size_t* o_count);
 
 // The implementation C_CRC32::Update uses: the last available entry of the
 // table, chosen on first use.
-VEK_API const S_Crc32Impl& Crc32Selected();
+const S_Crc32Impl& Crc32Selected();
 
 // Copies i_nSize bytes from i_pSource to o_pTarget and advances the register
 // over them in one pass over cache-sized pieces; large copies bypass the
 // cache on the write side. The two ranges must not overlap.
-VEK_API std::uint32_t Crc32Copy(std::uint32_t i_register, std::uint8_t* o_pTarget,
+std::uint32_t Crc32Copy(std::uint32_t i_register, std::uint8_t* o_pTarget,
                                 const std::uint8_t* i_pSource, std::size_t i_nSize);
 
 // The single implementations (the x86 ones exist only on x86 builds and must

@@ -10,6 +10,8 @@
 #include <sstream>
 #include <tuple>
 
+#include "foundation/StringUtil.h"
+
 namespace N_LinuxSysfs {
 
 namespace {
@@ -19,17 +21,14 @@ std::string Join(const std::string& i_root, const std::string& i_path) {
   return i_root + (i_root.back() == '/' ? "" : "/") + i_path;
 }
 
-std::string Trimmed(const std::string& i_text) {
-  const auto first = i_text.find_first_not_of(" \t\n");
-  if (first == std::string::npos) return std::string();
-  return i_text.substr(first, i_text.find_last_not_of(" \t\n") - first + 1);
-}
-
 std::string ReadLine(const std::string& i_path) {
   std::ifstream file(i_path);
   std::string line;
   std::getline(file, line);
-  return Trimmed(line);
+  // Text attributes (vendor, model, rev) come padded with spaces.
+  TrimLeft(line, ' ');
+  TrimRight(line, ' ');
+  return line;
 }
 
 std::vector<std::string> Entries(const std::string& i_path) {

@@ -4,6 +4,8 @@
 
 #include "ddff/C_DeferScsiTarget.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
@@ -12,6 +14,7 @@
 #include <vector>
 
 #include "ddff/C_DDFF.h"
+#include "foundation/N_FileUtilities.h"
 #include "support/TestSupport.h"
 #include "tests/targets/TargetTest.h"
 
@@ -74,15 +77,15 @@ struct S_Program {
 class DeferScsiTargetTest : public C_TargetFixture<C_Target> {
  protected:
   DeferScsiTargetTest() {
-    // No test leaves a dump file in the working directory.
-    C_Target::SetDumpDirectory(m_dumps.Path());
+    // "Dump=true" writes to the working directory: make it a temporary one.
+    EXPECT_EQ(0, ::chdir(m_dumps.Path().c_str()));
     m_controller->AddAttribute("HasDDFF", "true");
     m_controller->AddAttribute("DDFFVer", "0101");
     m_driver->Reply([](const T_Recorded& c) { return c.requestType == 2; },
                     T_Script::Handler(
                         [this](Driver::S_Command& c, const T_Recorded& r) { return m_store.Handle(c, r); }));
   }
-  ~DeferScsiTargetTest() override { C_Target::SetDumpDirectory(""); }
+  ~DeferScsiTargetTest() override { EXPECT_EQ(0, ::chdir(m_previousDir.c_str())); }
 
   // Identifies the drive: "ACME", "DISK 9000/X", "A1B2", serial "SN12345".
   void Identify() {
@@ -108,6 +111,7 @@ class DeferScsiTargetTest : public C_TargetFixture<C_Target> {
     return Call(args);
   }
 
+  const std::string m_previousDir = N_FileUtilities::GetCurrentDirectory();
   C_TempDir m_dumps;
   S_ControllerStore m_store;
 };
@@ -391,7 +395,7 @@ TEST_F(DeferScsiTargetTest, DumpWritesTheHeldRequestToTheNamedFile) {
   const C_TempDir& dir = m_dumps;
   Identify();
   const std::string file = dir.File("ACME_DISK9000X_SN12345_D.dat");
-  EXPECT_EQ(file, m_target->GetDumpFileName());
+  EXPECT_EQ(file, m_target->GetDumpFileName(dir.Path()));
 
   // 204 + 80 + 9000 -> 9728 bytes: the 48-byte header, then 3 reads.
   const T_Bytes image = Pattern(9000);  // the request keeps pointing at it
@@ -409,33 +413,32 @@ TEST_F(DeferScsiTargetTest, DumpWritesTheHeldRequestToTheNamedFile) {
 
   // Not a request: the 48 bytes read are kept for a look.
   m_store.request.assign(512, 0xEE);
-  ASSERT_EQ(0, m_target->Dump());
+  ASSERT_EQ(0, m_target->Dump(dir.Path()));
   EXPECT_EQ(std::string(48, '\xEE'), ReadFileBytes(file));
 
   // The size read is data offset + data size, rounded up to 512: for a
   // request without data that is nothing after the header read.
   C_DDFF noData;
   m_store.request.assign(noData.GetRequest(), noData.GetRequest() + 512);
-  ASSERT_EQ(0, m_target->Dump());
+  ASSERT_EQ(0, m_target->Dump(dir.Path()));
   EXPECT_EQ("", ReadFileBytes(file));
 
   // A failing read leaves no file and nothing else behind.
   std::filesystem::remove(file);
   m_store.request.assign(program.request.GetRequest(), program.request.GetRequest() + 9728);
   m_store.fault = [](const T_Recorded& r) { return r.cdb[6] == 0x26 && r.cdb[4] == 2 ? 31 : 0; };
-  EXPECT_EQ(31, m_target->Dump());
+  EXPECT_EQ(31, m_target->Dump(dir.Path()));
   EXPECT_TRUE(std::filesystem::is_empty(dir.Path()));
 
   // A file that cannot be opened (a directory holds its name): 1.
   m_store.fault = nullptr;
   std::filesystem::create_directories(file + "/keep");
-  EXPECT_EQ(1, m_target->Dump());
+  EXPECT_EQ(1, m_target->Dump(dir.Path()));
   EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(dir.Path()), {}));
   std::filesystem::remove_all(file);
 
   // A directory that cannot take the file: 1.
-  C_Target::SetDumpDirectory(dir.File("missing"));
-  EXPECT_EQ(1, m_target->Dump());
+  EXPECT_EQ(1, m_target->Dump(dir.File("missing")));
   EXPECT_TRUE(std::filesystem::is_empty(dir.Path()));
 }
 

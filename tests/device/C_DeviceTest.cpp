@@ -37,7 +37,7 @@ TEST(C_DeviceTest, SetTimeoutParsesWithBaseDetection) {
 TEST(C_DeviceTest, CallOperationPassesArgumentsAndResultsUnchanged) {
   C_FakeDevice device;
   device.AddEcho("Echo", 1);
-  const C_Device::C_DeviceOperation* earlier = device.GetOperations().at("Echo");
+  const C_Device::C_DeviceOperation* earlier = device.GetOperations().at("Echo").get();
   // Registering a name again takes the new operation; the earlier object is
   // not destroyed, now or by Cleanup: its owner deletes it (a device that
   // deleted it: a double free).

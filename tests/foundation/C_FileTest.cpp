@@ -44,7 +44,8 @@ TEST(C_File, ReadWriteSeekSizeAndMove) {
 }
 
 // The old file stays until Close renames the temporary over it, keeping
-// the old file's mode; Abandon leaves the old file and no temporary.
+// the old file's mode; a replacement never closed leaves the old file and no
+// temporary.
 TEST(C_File, ReplaceOnCloseAbandonKeeps) {
   C_TempDir dir;
   const std::string path = dir.File("target");
@@ -61,10 +62,11 @@ TEST(C_File, ReplaceOnCloseAbandonKeeps) {
   ASSERT_EQ(::stat(path.c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0640u);
 
-  ASSERT_TRUE(file.OpenReplace(path));
-  file.Write("partial", 7);
-  file.Abandon();
-  EXPECT_FALSE(file.IsOpen());
+  {
+    C_File unfinished;  // destroyed without Close: abandoned
+    ASSERT_TRUE(unfinished.OpenReplace(path));
+    unfinished.Write("partial", 7);
+  }
   EXPECT_EQ(ReadFileBytes(path), "new");
   EXPECT_EQ(C_Glob(dir.Path() + "/*").size(), 1u);
   EXPECT_TRUE(C_Glob(dir.Path() + "/.*.tmp").empty());

@@ -24,8 +24,11 @@
 #include "module/C_Root.h"
 #include "targets/S_Command.h"
 #include "tools/N_Sense.h"
+#include "tools/N_Text.h"
 
 namespace {
+
+using N_Text::Address;
 
 const char INQ_REV[] = "/sys/module/scsi_debug/parameters/inq_rev";
 
@@ -92,10 +95,6 @@ struct S_Probe {
     return sense.valid ? N_Sense::Summary(sense.key, sense.asc, sense.ascq) : "no sense";
   }
 };
-
-std::string Address(const void* i_pointer) {
-  return std::to_string(reinterpret_cast<unsigned long>(i_pointer));
-}
 
 bool Report(const std::string& i_name, bool i_pass, const std::string& i_seen) {
   std::printf("VMCASE %s %s %s\n", i_name.c_str(), i_pass ? "PASS" : "FAIL", i_seen.c_str());
