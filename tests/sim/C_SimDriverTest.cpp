@@ -8,6 +8,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <future>
 #include <thread>
 
 #include "SimFleetTest.h"
@@ -123,6 +125,35 @@ TEST(C_SimDriverConcurrencyTest, DrivesFlashInParallelFromSeveralThreads) {
   }
   ASSERT_EQ(other.Call("hba0:1", {"StartStopUnit", "0", "0"}), 0);  // stop
   EXPECT_EQ(host.Call("hba0:1", {"TestUnitReady"}), N_SimSense::CHECK_CONDITION);
+}
+
+// A drive held by one command (here by another view of the state, as
+// another process holds it) keeps out only that drive: a command for a
+// second drive goes through, one for the same drive waits until it ends.
+TEST(C_SimDriverConcurrencyTest, AHeldDriveKeepsOutOnlyItself) {
+  C_TempDir dir;
+  C_SimStore mine(dir.File("state.json"), S_SimFleet::Default());
+  C_SimStore theirs(dir.File("state.json"), S_SimFleet::Default());
+  auto bump = [&theirs](int i_drive) {
+    return std::async(std::launch::async, [&theirs, i_drive] {
+      C_SimStore::C_Hold hold(theirs, "hba0", {i_drive});
+      ++hold.Controller()->drives.at(0).busyPolls;
+      hold.Commit();
+    });
+  };
+  std::future<void> other, same;
+  {
+    C_SimStore::C_Hold hold(mine, "hba0", {0});
+    other = bump(1);
+    EXPECT_EQ(other.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    same = bump(0);
+    EXPECT_EQ(same.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+  }
+  other.get();
+  same.get();
+  S_SimFleet state = mine.Read();
+  EXPECT_EQ(state.FindDrive("hba0", 0)->busyPolls, 4);
+  EXPECT_EQ(state.FindDrive("hba0", 1)->busyPolls, 4);
 }
 
 }  // namespace
