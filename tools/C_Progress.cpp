@@ -42,9 +42,12 @@ void C_Progress::Start() {
 }
 
 void C_Progress::Loop() {
-  while (m_running) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    if (!m_running) break;
+  for (;;) {
+    {
+      std::unique_lock<std::mutex> lock(m_stopMutex);
+      auto stopped = [this] { return !m_running; };
+      if (m_stopped.wait_for(lock, std::chrono::milliseconds(100), stopped)) break;
+    }
     if (m_bars) {
       Draw();
     } else {
@@ -55,7 +58,12 @@ void C_Progress::Loop() {
 
 void C_Progress::Stop() {
   if (!m_running) return;
-  m_running = false;
+  {
+    // Stopped at once, not at the next tick: a flash ends when its drives do.
+    std::lock_guard<std::mutex> lock(m_stopMutex);
+    m_running = false;
+  }
+  m_stopped.notify_one();
   if (m_thread.joinable()) m_thread.join();
   if (m_bars) Draw();
 }

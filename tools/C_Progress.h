@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <mutex>
@@ -75,6 +76,8 @@ class C_Progress {
   std::mutex m_mutex;        // begin, seconds and result of the rows
   std::thread m_thread;
   std::atomic<bool> m_running;
+  std::mutex m_stopMutex;
+  std::condition_variable m_stopped;  // wakes the drawing thread at Stop
   std::size_t m_drawn;  // lines drawn by the last Draw
   std::size_t m_nameWidth;
   std::size_t m_width;  // the terminal's columns

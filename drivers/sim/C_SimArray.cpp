@@ -1,7 +1,5 @@
 #include "drivers/sim/C_SimArray.h"
 
-#include <scsi/sg_unaligned.h>
-
 #include <algorithm>
 #include <cstring>
 #include <ctime>
@@ -15,6 +13,7 @@
 #include "ddff/DDFFFormat.h"
 #include "drivers/sim/C_SimStore.h"
 #include "drivers/sim/N_SimSense.h"
+#include "targets/N_ByteOrder.h"
 
 using namespace N_SimSense;
 
@@ -42,7 +41,7 @@ void Stamp(S_DDFF_Time& o_time) {
   if (!localtime_r(&now, &tm)) return;
   o_time.bytes[0] = static_cast<std::uint8_t>(tm.tm_mday);
   o_time.bytes[1] = static_cast<std::uint8_t>(tm.tm_mon + 1);
-  sg_put_unaligned_le16(static_cast<std::uint16_t>(tm.tm_year + 1900), o_time.bytes + 2);
+  N_ByteOrder::PutLE16(o_time.bytes + 2, static_cast<std::uint16_t>(tm.tm_year + 1900));
   o_time.bytes[4] = static_cast<std::uint8_t>(tm.tm_sec);
   o_time.bytes[5] = static_cast<std::uint8_t>(tm.tm_min);
   o_time.bytes[6] = static_cast<std::uint8_t>(tm.tm_hour);
@@ -79,9 +78,8 @@ std::vector<std::uint8_t> ReadAll(const std::string& i_path) {
 
 }  // namespace
 
-C_SimArray::C_SimArray(S_SimController& io_controller, S_Transient& io_transient,
-                       const std::string& i_dataDirectory)
-    : m_controller(io_controller), m_transient(io_transient), m_dataDirectory(i_dataDirectory) {}
+C_SimArray::C_SimArray(S_SimController& io_controller, const std::string& i_dataDirectory)
+    : m_controller(io_controller), m_dataDirectory(i_dataDirectory) {}
 
 S_SimDrive* C_SimArray::Drive(int i_number) {
   for (S_SimDrive& drive : m_controller.drives) {
@@ -104,25 +102,26 @@ std::vector<std::uint8_t> C_SimArray::StoredRequest(int i_drive) const {
 void C_SimArray::Store(S_SimDrive& io_drive, const std::vector<std::uint8_t>& i_image,
                        bool& o_changed) {
   const std::string path = RequestPath(io_drive.number);
-  C_SimStore::WriteFileAtomically(path, std::string(i_image.begin(), i_image.end()));
+  C_SimStore::WriteFile(path, std::string(i_image.begin(), i_image.end()));
   if (io_drive.requestFile != path) {
     io_drive.requestFile = path;
     o_changed = true;
   }
 }
 
-int C_SimArray::Execute(Driver::S_Command& io_command, bool& o_changed) {
+int C_SimArray::Execute(Driver::S_Command& io_command, S_Transient& io_transient,
+                        bool& o_changed) {
   o_changed = false;
   const std::uint8_t* cdb = io_command.cdb;
   if (!cdb || io_command.cdbLength < 10) return TRANSPORT_ERROR;
   S_SimDrive* drive = Drive(cdb[2]);
   if (!drive || drive->kind != "deferred") return TRANSPORT_ERROR;
   const int number = drive->number;
-  const std::uint32_t length = sg_get_unaligned_be16(cdb + 7);
+  const std::uint32_t length = N_ByteOrder::GetBE16(cdb + 7);
 
   if (cdb[0] == CMD_WRITE && cdb[6] == SUB_WRITE_CHUNK) {
     const unsigned total = cdb[3], chunk = cdb[4];
-    std::vector<std::uint8_t>& incoming = m_transient.incoming[number];
+    std::vector<std::uint8_t>& incoming = io_transient.incoming;
     if (chunk == 1) incoming.clear();
     if (chunk == 0 || chunk > total || !io_command.dataBuffer || length != io_command.dataLength ||
         (chunk > 1 && incoming.empty())) {
@@ -138,8 +137,8 @@ int C_SimArray::Execute(Driver::S_Command& io_command, bool& o_changed) {
   }
   if (cdb[0] == CMD_READ && cdb[6] == SUB_READ_CHUNK) {
     const unsigned chunk = cdb[4];
-    if (chunk == 1) m_transient.readStride[number] = length;
-    const std::uint32_t stride = m_transient.readStride[number];
+    if (chunk == 1) io_transient.readStride = length;
+    const std::uint32_t stride = io_transient.readStride;
     std::vector<std::uint8_t> image = StoredRequest(number);
     const std::size_t offset = static_cast<std::size_t>(chunk ? chunk - 1 : 0) * stride;
     if (chunk == 0 || !io_command.dataBuffer || offset + length > image.size()) {
@@ -160,7 +159,7 @@ int C_SimArray::Execute(Driver::S_Command& io_command, bool& o_changed) {
     std::vector<std::uint8_t> image = StoredRequest(number);
     if (image.empty() || !io_command.dataBuffer || io_command.dataLength < 4) return CHECK_CONDITION;
     S_DDFF_Status status = StatusOf(image);
-    status.status = sg_get_unaligned_le32(io_command.dataBuffer);
+    status.status = N_ByteOrder::GetLE32(io_command.dataBuffer);
     Stamp(status.updateTime);
     PatchStatus(image, status);
     Store(*drive, image, o_changed);
@@ -209,18 +208,18 @@ void C_SimArray::Run(S_SimDrive& io_drive, const T_RunCommand& i_run, const T_Re
   const std::size_t romSize = request.GetHeader().dataSize;
   for (std::size_t index = 0; index < request.GetInstructionCount(); ++index) {
     const std::uint8_t* record = request.GetInstruction(index).GetAsData();
-    const std::uint16_t flags = sg_get_unaligned_le16(record + 2);
-    const std::uint32_t dataOffset = sg_get_unaligned_le32(record + 8);
-    const std::uint32_t dataSize = sg_get_unaligned_le32(record + 12);
-    const unsigned repeat = std::max<unsigned>(1, sg_get_unaligned_le16(record + 16));
-    const unsigned delay = sg_get_unaligned_le16(record + 18);
+    const std::uint16_t flags = N_ByteOrder::GetLE16(record + 2);
+    const std::uint32_t dataOffset = N_ByteOrder::GetLE32(record + 8);
+    const std::uint32_t dataSize = N_ByteOrder::GetLE32(record + 12);
+    const unsigned repeat = std::max<unsigned>(1, N_ByteOrder::GetLE16(record + 16));
+    const unsigned delay = N_ByteOrder::GetLE16(record + 18);
 
     int result = GOOD;
     std::uint8_t sense[255] = {};
     std::uint8_t cam = 0;
     if (record[0] == DDFF::TAG_CONTROLLER) {
       switch (record[24]) {
-        case DDFF::DDFF_CMD_SLEEP: i_sleep(sg_get_unaligned_le16(record + 25)); break;
+        case DDFF::DDFF_CMD_SLEEP: i_sleep(N_ByteOrder::GetLE16(record + 25)); break;
         case DDFF::DDFF_CMD_DEVICE_RESET: i_reset(io_drive.number); break;
         case DDFF::DDFF_CMD_BUS_RESET: i_reset(-1); break;
         default: result = CHECK_CONDITION; cam = CAM_COMMAND_FAILED; break;

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -17,14 +16,14 @@
 //
 // Requests are stored as files in the store's data directory, one per drive,
 // written atomically; the state record names the file. Not thread-safe: the
-// driver serialises access.
+// driver holds the drives an object works on.
 class C_SimArray {
  public:
-  // What lives only as long as the process: chunks being assembled and the
-  // stride of a read.
+  // What lives only as long as the process, per drive: the chunks of a
+  // request being assembled and the stride of a read.
   struct S_Transient {
-    std::map<int, std::vector<std::uint8_t>> incoming;  // drive -> bytes so far
-    std::map<int, std::uint32_t> readStride;            // drive -> length of chunk 1
+    std::vector<std::uint8_t> incoming;
+    std::uint32_t readStride = 0;  // length of chunk 1
   };
 
   // Runs one SCSI command of an instruction against a drive; returns the
@@ -35,12 +34,12 @@ class C_SimArray {
   // Waits i_milliseconds (replaceable so tests need not wait).
   typedef std::function<void(unsigned i_milliseconds)> T_Sleep;
 
-  C_SimArray(S_SimController& io_controller, S_Transient& io_transient,
-             const std::string& i_dataDirectory);
+  C_SimArray(S_SimController& io_controller, const std::string& i_dataDirectory);
 
-  // Performs one controller request (request type 2). o_changed tells
-  // whether the persistent state changed.
-  int Execute(Driver::S_Command& io_command, bool& o_changed);
+  // Performs one controller request (request type 2) for the drive its CDB
+  // byte 2 names; io_transient is that drive's. o_changed tells whether the
+  // persistent state changed.
+  int Execute(Driver::S_Command& io_command, S_Transient& io_transient, bool& o_changed);
 
   // Runs every request whose status is pending, in drive order. Returns the
   // number of requests run.
@@ -59,7 +58,6 @@ class C_SimArray {
            const T_Sleep& i_sleep, bool& o_changed);
 
   S_SimController& m_controller;
-  S_Transient& m_transient;
   std::string m_dataDirectory;
 };
 

@@ -1,7 +1,5 @@
 #include "drivers/sim/C_SimDrive.h"
 
-#include <scsi/sg_unaligned.h>
-
 #include <algorithm>
 #include <climits>
 #include <cstring>
@@ -12,6 +10,7 @@
 #include "drivers/sim/N_SimSense.h"
 #include "host/C_Exception.h"
 #include "foundation/StringUtil.h"
+#include "targets/N_ByteOrder.h"
 
 using namespace N_SimSense;
 
@@ -101,9 +100,8 @@ int C_SimDrive::Perform(Driver::S_Command& io_command, bool& o_changed) {
   const bool downloadCommand =
       opcode == 0x3B || (opcode == 0xC6 && m_state.kind == "ata" && io_command.cdbLength >= 3 &&
                          io_command.cdb[2] == 0x92);
-  if (!downloadCommand && !m_transient.download.empty()) {
-    m_transient.download.clear();
-    m_transient.segments = 0;
+  if (!downloadCommand && m_transient.received) {
+    m_transient = S_Transient();
     return Fail(io_command, ILLEGAL_REQUEST, 0x2C, 0x00, o_changed);  // command sequence error
   }
   if (opcode == 0xC6 && m_state.kind == "ata") return AtaPassThrough(io_command, o_changed);
@@ -245,8 +243,8 @@ int C_SimDrive::ModeSelect(Driver::S_Command& io_command, bool& o_changed) {
 
 int C_SimDrive::WriteBuffer(Driver::S_Command& io_command, bool& o_changed) {
   const std::uint8_t mode = io_command.cdb[1] & 0x1F;
-  const std::uint32_t offset = sg_get_unaligned_be24(io_command.cdb + 3);
-  const std::uint32_t length = sg_get_unaligned_be24(io_command.cdb + 6);
+  const std::uint32_t offset = N_ByteOrder::GetBE24(io_command.cdb + 3);
+  const std::uint32_t length = N_ByteOrder::GetBE24(io_command.cdb + 6);
   if ((mode != 5 && mode != 7) || length != io_command.dataLength ||
       io_command.direction != Driver::DIRECTION_OUT || (length && !io_command.dataBuffer)) {
     return Fail(io_command, ILLEGAL_REQUEST, 0x24, 0x00, o_changed);
@@ -254,26 +252,19 @@ int C_SimDrive::WriteBuffer(Driver::S_Command& io_command, bool& o_changed) {
   if (mode == 5 && offset != 0) return Fail(io_command, ILLEGAL_REQUEST, 0x24, 0x00, o_changed);
   int result = Download(io_command, offset, o_changed);
   // Mode 5 carries the whole image: what is not complete now never will be.
-  if (result == GOOD && mode == 5 && !m_transient.download.empty()) {
-    m_transient.download.clear();
-    m_transient.segments = 0;
+  if (result == GOOD && mode == 5 && m_transient.received) {
+    m_transient = S_Transient();
     return Fail(io_command, ILLEGAL_REQUEST, 0x26, 0x00, o_changed);
   }
   return result;
 }
 
 int C_SimDrive::Download(Driver::S_Command& io_command, long i_offset, bool& o_changed) {
-  std::vector<std::uint8_t>& buffer = m_transient.download;
-  if (i_offset == 0) {
-    buffer.clear();
-    m_transient.segments = 0;
-  }
-  const int segment = ++m_transient.segments;
-  auto abandon = [this]() {
-    m_transient.download.clear();
-    m_transient.segments = 0;
-  };
-  if (i_offset >= 0 && static_cast<std::size_t>(i_offset) != buffer.size()) {
+  S_Transient& download = m_transient;
+  if (i_offset == 0) download = S_Transient();
+  const int segment = ++download.segments;
+  auto abandon = [&download]() { download = S_Transient(); };
+  if (i_offset >= 0 && static_cast<std::uint64_t>(i_offset) != download.received) {
     abandon();  // a gap or an overlap
     return Fail(io_command, ILLEGAL_REQUEST, 0x24, 0x00, o_changed);
   }
@@ -288,28 +279,34 @@ int C_SimDrive::Download(Driver::S_Command& io_command, long i_offset, bool& o_c
     abandon();
     return Fail(io_command, ILLEGAL_REQUEST, 0x26, 0x00, o_changed);
   }
-  buffer.insert(buffer.end(), io_command.dataBuffer, io_command.dataBuffer + io_command.dataLength);
+  const std::uint8_t* data = io_command.dataBuffer;
+  const std::size_t toHeader = std::min<std::size_t>(
+      io_command.dataLength, C_SimFirmwareImage::HEADER_SIZE - download.header.size());
+  download.header.insert(download.header.end(), data, data + toHeader);
+  download.payload.Update(data + toHeader,
+                          static_cast<std::uint32_t>(io_command.dataLength - toHeader));
+  download.received += io_command.dataLength;
+  if (download.header.size() < C_SimFirmwareImage::HEADER_SIZE) return GOOD;
 
-  C_SimFirmwareImage image(buffer.data(), buffer.size());
-  if (buffer.size() >= C_SimFirmwareImage::HEADER_SIZE) {
-    C_SimFirmwareImage::E_Check header = image.CheckHeader(m_state.product);
-    // A header for another drive or no image at all is refused at once.
-    if (header == C_SimFirmwareImage::FIRMWARE_BAD_MAGIC ||
-        header == C_SimFirmwareImage::FIRMWARE_WRONG_PRODUCT) {
-      abandon();
-      return Fail(io_command, ILLEGAL_REQUEST, 0x26, 0x00, o_changed);
+  C_SimFirmwareImage image(download.header.data(), download.header.size());
+  C_SimFirmwareImage::E_Check header = image.CheckHeader(m_state.product);
+  // A header for another drive or no image at all is refused at once.
+  if (header == C_SimFirmwareImage::FIRMWARE_BAD_MAGIC ||
+      header == C_SimFirmwareImage::FIRMWARE_WRONG_PRODUCT) {
+    abandon();
+    return Fail(io_command, ILLEGAL_REQUEST, 0x26, 0x00, o_changed);
+  }
+  if (download.received >= image.DeclaredSize()) {
+    const C_SimFirmwareImage::E_Check check =
+        image.CheckReceived(m_state.product, download.received, download.payload.GetCRC());
+    const std::string revision = image.Revision();
+    abandon();
+    if (check != C_SimFirmwareImage::FIRMWARE_OK) {
+      return Fail(io_command, ILLEGAL_REQUEST, 0x26, 0x02, o_changed);  // parameter value invalid
     }
-    if (buffer.size() >= image.DeclaredSize()) {
-      C_SimFirmwareImage::E_Check check = image.Check(m_state.product);
-      std::string revision = image.Revision();
-      abandon();
-      if (check != C_SimFirmwareImage::FIRMWARE_OK) {
-        return Fail(io_command, ILLEGAL_REQUEST, 0x26, 0x02, o_changed);  // parameter value invalid
-      }
-      m_state.pending = revision;
-      m_state.busyLeft = m_state.faults.busyForever ? INT_MAX : m_state.busyPolls;
-      o_changed = true;
-    }
+    m_state.pending = revision;
+    m_state.busyLeft = m_state.faults.busyForever ? INT_MAX : m_state.busyPolls;
+    o_changed = true;
   }
   return GOOD;
 }
@@ -328,7 +325,7 @@ int C_SimDrive::AtaPassThrough(Driver::S_Command& io_command, bool& o_changed) {
         return Fail(io_command, ABORTED_COMMAND, 0x00, 0x00, o_changed);
       }
       // The block carries no offset: segments follow one another.
-      return Download(io_command, m_transient.download.empty() ? 0 : -1, o_changed);
+      return Download(io_command, m_transient.received ? -1 : 0, o_changed);
     default:
       return Fail(io_command, ABORTED_COMMAND, 0x00, 0x00, o_changed);
   }
@@ -345,8 +342,7 @@ int C_SimDrive::Control(Driver::S_Command& io_command, bool& o_changed) {
       return GOOD;
     }
     case Driver::CONTROL_RESET:
-      m_transient.download.clear();
-      m_transient.segments = 0;
+      m_transient = S_Transient();
       Reset(o_changed);
       return GOOD;
     default:

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "ddff/C_CRC32.h"
 #include "drivers/sim/S_SimFleet.h"
 #include "targets/S_Command.h"
 
@@ -21,9 +22,13 @@
 // error and status registers (N_SimSense::AddAtaRegisters). Not thread-safe: the driver serialises access to a drive.
 class C_SimDrive {
  public:
-  // What lives only as long as the process: the download being assembled.
+  // What lives only as long as the process: the download under way. The
+  // drive keeps the image's header; the rest is counted and checksummed as
+  // it arrives, as a drive writes it to its flash.
   struct S_Transient {
-    std::vector<std::uint8_t> download;
+    std::vector<std::uint8_t> header;  // up to C_SimFirmwareImage::HEADER_SIZE bytes
+    std::uint64_t received = 0;        // bytes so far; 0: no download under way
+    Crypt::C_CRC32 payload;            // of the bytes after the header
     int segments = 0;
   };
 

@@ -1,7 +1,11 @@
 #include "drivers/sim/C_SimDriver.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
+#include <exception>
+#include <thread>
+#include <vector>
 
 #include "ddff/C_DeferScsiTarget.h"
 #include "device/C_QarnTargetId.h"
@@ -17,6 +21,9 @@ namespace {
 // The controller id the array reports for its ATA drives, and their type.
 const char ATA_CONTROLLER_ID[] = "E0300A57";
 const int ATA_DRIVE_TYPE = 0x09;
+
+// Drives identified at once by a discovery.
+const std::size_t INIT_THREADS = 64;
 
 S_SimFleet InitialFleet(const C_SimDriver::S_Options& i_options) {
   return i_options.fleetPath.empty() ? S_SimFleet::Default()
@@ -73,10 +80,16 @@ void C_SimDriver::CleanupDevice(C_Device* i_device) {
 S_SimFleet C_SimDriver::ReadState() { return m_store.Read(); }
 
 void C_SimDriver::ResetState() {
+  // The downloads and requests under way end with the drives they were for.
+  m_store.Reset([this] {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_transient.clear();
+  });
+}
+
+C_SimDriver::S_Transient& C_SimDriver::Transient(const std::string& i_controller, int i_drive) {
   std::lock_guard<std::mutex> lock(m_mutex);
-  m_driveTransient.clear();
-  m_arrayTransient.clear();
-  m_store.Reset();
+  return m_transient[DriveKey(i_controller, i_drive)];
 }
 
 bool C_SimDriver::Knows(const std::string& i_controller, int i_drive) {
@@ -113,9 +126,33 @@ bool C_SimDriver::FindDeviceChildren(C_Device* i_device) {
   S_SimFleet fleet = m_store.Read();
   const S_SimController* record = fleet.FindController(name);
   if (!record) return true;
+  std::vector<C_Device*> found;
   for (const S_SimDrive& drive : record->drives) {
-    if (!Knows(name, drive.number)) CreateDrive(i_device, *record, drive);
+    if (!Knows(name, drive.number)) found.push_back(CreateDrive(i_device, *record, drive));
   }
+  // Each drive is identified on a thread of its own (at most INIT_THREADS
+  // at once): the drives answer in parallel and their first writes of the
+  // state go out together. Init's outcome stays in the device; the first
+  // exception a drive's Init throws is thrown here once all are done.
+  std::atomic<std::size_t> next{0};
+  std::mutex failureMutex;
+  std::exception_ptr failure;
+  auto identify = [&] {
+    for (std::size_t i = next++; i < found.size(); i = next++) {
+      try {
+        found[i]->Init();
+      } catch (...) {
+        std::lock_guard<std::mutex> lock(failureMutex);
+        if (!failure) failure = std::current_exception();
+      }
+    }
+  };
+  std::vector<std::thread> threads;
+  const std::size_t count = std::min(found.size(), INIT_THREADS);
+  for (std::size_t i = 1; i < count; ++i) threads.emplace_back(identify);
+  identify();
+  for (std::thread& thread : threads) thread.join();
+  if (failure) std::rethrow_exception(failure);
   return true;
 }
 
@@ -142,71 +179,70 @@ C_Device* C_SimDriver::CreateDrive(C_Device* i_controller, const S_SimController
     std::lock_guard<std::mutex> lock(m_mutex);
     m_nodes[device] = S_Node{i_record.name, i_drive.number};
   }
-  device->Init();
   return device;
-}
-
-int C_SimDriver::PerformLocked(S_SimFleet& io_fleet, const S_Node& i_node,
-                               Driver::S_Command& io_command, bool& o_changed) {
-  S_SimController* controller = io_fleet.FindController(i_node.controller);
-  if (!controller) return N_SimSense::TRANSPORT_ERROR;
-  if (io_command.requestType == Driver::REQUEST_CONTROLLER) {
-    if (controller->kind != "array") return N_SimSense::TRANSPORT_ERROR;
-    C_SimArray array(*controller, m_arrayTransient[controller->name], m_store.DataDirectory());
-    return array.Execute(io_command, o_changed);
-  }
-  S_SimDrive* drive = io_fleet.FindDrive(i_node.controller, i_node.drive);
-  if (!drive) return N_SimSense::TRANSPORT_ERROR;
-  C_SimDrive model(*drive, m_driveTransient[DriveKey(i_node.controller, i_node.drive)]);
-  return model.Execute(io_command, o_changed);
 }
 
 int C_SimDriver::ForwardCommand(Driver::S_Command* i_command, C_Device* i_device) {
   if (!i_command) return N_SimSense::TRANSPORT_ERROR;
-  int result = N_SimSense::TRANSPORT_ERROR;
+  S_Node node;
   {
     std::lock_guard<std::mutex> lock(m_mutex);
     auto it = m_nodes.find(i_device);
-    if (it != m_nodes.end()) {
-      S_Node node = it->second;
-      m_store.Update([&](S_SimFleet& io_fleet) {
-        bool changed = false;
-        result = PerformLocked(io_fleet, node, *i_command, changed);
-        return changed;
-      });
-    }
+    if (it == m_nodes.end()) return N_SimSense::TRANSPORT_ERROR;
+    node = it->second;
   }
+  const bool toController = i_command->requestType == Driver::REQUEST_CONTROLLER;
+  if (toController) {
+    // A controller request names its drive in CDB byte 2.
+    if (!i_command->cdb || i_command->cdbLength < 10) return N_SimSense::TRANSPORT_ERROR;
+    node.drive = i_command->cdb[2];
+  }
+  if (node.drive < 0) return N_SimSense::TRANSPORT_ERROR;
+
+  C_SimStore::C_Hold hold(m_store, node.controller, {node.drive});
+  S_SimController* controller = hold.Controller();
+  if (!controller || controller->drives.empty()) return N_SimSense::TRANSPORT_ERROR;
+  S_Transient& transient = Transient(node.controller, node.drive);
+  bool changed = false;
+  int result;
+  if (toController) {
+    if (controller->kind != "array") return N_SimSense::TRANSPORT_ERROR;
+    result = C_SimArray(*controller, m_store.DataDirectory()).Execute(*i_command, transient.array,
+                                                                      changed);
+  } else {
+    result = C_SimDrive(controller->drives[0], transient.drive).Execute(*i_command, changed);
+  }
+  if (changed) hold.Commit();
   return result;
 }
 
 int C_SimDriver::RestartController(const std::string& i_name) {
-  std::lock_guard<std::mutex> lock(m_mutex);
-  int count = -1;
-  m_store.Update([&](S_SimFleet& io_fleet) {
-    S_SimController* controller = io_fleet.FindController(i_name);
-    if (!controller || controller->kind != "array") return false;
-    bool changed = false;
-    C_SimArray array(*controller, m_arrayTransient[i_name], m_store.DataDirectory());
-    auto run = [&](int i_drive, Driver::S_Command& io_command) {
-      S_SimDrive* drive = io_fleet.FindDrive(i_name, i_drive);
-      if (!drive) return static_cast<int>(N_SimSense::TRANSPORT_ERROR);
+  C_SimStore::C_Hold hold(m_store, i_name, {});
+  S_SimController* controller = hold.Controller();
+  if (!controller || controller->kind != "array") return -1;
+  bool changed = false;
+  C_SimArray array(*controller, m_store.DataDirectory());
+  auto run = [&](int i_drive, Driver::S_Command& io_command) {
+    for (S_SimDrive& drive : controller->drives) {
+      if (drive.number != i_drive) continue;
       bool driveChanged = false;
-      C_SimDrive model(*drive, m_driveTransient[DriveKey(i_name, i_drive)]);
-      int result = model.Execute(io_command, driveChanged);
+      const int result =
+          C_SimDrive(drive, Transient(i_name, i_drive).drive).Execute(io_command, driveChanged);
       changed = changed || driveChanged;
       return result;
-    };
-    auto reset = [&](int i_drive) {
-      for (S_SimDrive& drive : controller->drives) {
-        if (i_drive >= 0 && drive.number != i_drive) continue;
-        bool driveChanged = false;
-        C_SimDrive(drive, m_driveTransient[DriveKey(i_name, drive.number)]).Reset(driveChanged);
-        changed = true;
-      }
-    };
-    count = array.RunPending(
-        run, reset, [](unsigned i_ms) { SleepMilliSeconds(static_cast<int>(i_ms)); }, changed);
-    return changed;
-  });
+    }
+    return static_cast<int>(N_SimSense::TRANSPORT_ERROR);
+  };
+  auto reset = [&](int i_drive) {
+    for (S_SimDrive& drive : controller->drives) {
+      if (i_drive >= 0 && drive.number != i_drive) continue;
+      bool driveChanged = false;
+      C_SimDrive(drive, Transient(i_name, drive.number).drive).Reset(driveChanged);
+      changed = true;
+    }
+  };
+  const int count = array.RunPending(
+      run, reset, [](unsigned i_ms) { SleepMilliSeconds(static_cast<int>(i_ms)); }, changed);
+  if (changed) hold.Commit();
   return count;
 }

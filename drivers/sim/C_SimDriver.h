@@ -25,9 +25,11 @@ class C_EntityNode;
 // are kept at every discovery; new ones are added and Init'ed.
 //
 // Commands: request type 1 and 3 go to the drive's model (C_SimDrive),
-// request type 2 to its array controller (C_SimArray). Results are 0 or the
-// codes of N_SimSense (1034 check condition, 1035 no answer, 1036 busy).
-// Every command is one transaction on the state file.
+// request type 2 to its array controller (C_SimArray) for the drive the
+// request names. Results are 0 or the codes of N_SimSense (1034 check
+// condition, 1035 no answer, 1036 busy). A command holds its drive
+// (C_SimStore::C_Hold) and, when it changed the drive, writes it through to
+// the state file before it returns; a command that throws changes nothing.
 //
 // Time: the array agent's waits go through the module's sleep seam
 // (SleepMilliSeconds), like the module's own polling. With VEK_SIM_INSTANT
@@ -35,8 +37,13 @@ class C_EntityNode;
 // for as long as it lives that returns at once: simulated drives need no
 // real time, so a drive busy for 2000 polls takes no 200 s (tests, demos).
 //
-// Threads: several host threads may use several drives at once; the
-// driver's state is locked per command.
+// Discovery identifies (Init) the new drives of a controller in parallel,
+// as a controller scans its bus: each drive's first REQUEST SENSE is a write
+// of the state, and those go out together.
+//
+// Threads: several host threads may use several drives at once and do not
+// wait for each other, only for the shared write of the state file; two
+// commands for one drive take turns.
 class C_SimDriver : public C_Driver {
  public:
   struct S_Options {
@@ -57,8 +64,8 @@ class C_SimDriver : public C_Driver {
   bool FindDeviceChildren(C_Device* i_device) override;
 
   // Restarts an array controller: its agent runs the pending deferred
-  // requests. Returns how many ran; -1 for an unknown controller or one
-  // that is not an array.
+  // requests, holding every drive of the controller. Returns how many ran;
+  // -1 for an unknown controller or one that is not an array.
   int RestartController(const std::string& i_name);
   // Returns the simulated hardware to the initial fleet.
   void ResetState();
@@ -72,18 +79,23 @@ class C_SimDriver : public C_Driver {
     int drive;  // -1 for the controller itself
   };
 
+  // What a drive's models keep only as long as the process; used by the
+  // holder of the drive.
+  struct S_Transient {
+    C_SimDrive::S_Transient drive;
+    C_SimArray::S_Transient array;
+  };
+
   // True when the device for this controller (i_drive -1) or drive exists.
   bool Knows(const std::string& i_controller, int i_drive);
   C_Device* CreateDrive(C_Device* i_controller, const S_SimController& i_record,
                         const S_SimDrive& i_drive);
-  int PerformLocked(S_SimFleet& io_fleet, const S_Node& i_node, Driver::S_Command& io_command,
-                    bool& o_changed);
+  S_Transient& Transient(const std::string& i_controller, int i_drive);
 
   C_SimStore m_store;
-  std::mutex m_mutex;
+  std::mutex m_mutex;  // m_nodes and m_transient (the map, not its entries)
   std::map<C_Device*, S_Node> m_nodes;
-  std::map<std::string, C_SimDrive::S_Transient> m_driveTransient;
-  std::map<std::string, C_SimArray::S_Transient> m_arrayTransient;
+  std::map<std::string, S_Transient> m_transient;
   T_SleepHook m_previousSleep;  // restored by the destructor; null when none was installed
   std::string m_lastError;
 };

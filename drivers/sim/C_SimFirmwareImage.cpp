@@ -1,9 +1,8 @@
 #include "drivers/sim/C_SimFirmwareImage.h"
 
-#include <scsi/sg_unaligned.h>
-
 #include "ddff/C_CRC32.h"
 #include "foundation/StringUtil.h"
+#include "targets/N_ByteOrder.h"
 
 namespace {
 
@@ -34,12 +33,12 @@ std::vector<std::uint8_t> C_SimFirmwareImage::Build(const std::string& i_product
                                                     const std::string& i_revision,
                                                     const std::vector<std::uint8_t>& i_payload) {
   std::vector<std::uint8_t> image(HEADER_SIZE + i_payload.size(), 0);
-  sg_put_unaligned_le32(MAGIC, &image[OFF_MAGIC]);
-  sg_put_unaligned_le32(HEADER_SIZE, &image[OFF_HEADER_SIZE]);
+  N_ByteOrder::PutLE32(&image[OFF_MAGIC], MAGIC);
+  N_ByteOrder::PutLE32(&image[OFF_HEADER_SIZE], HEADER_SIZE);
   PutField(&image[OFF_PRODUCT], i_product, PRODUCT_WIDTH);
   PutField(&image[OFF_REVISION], i_revision, REVISION_WIDTH);
-  sg_put_unaligned_le32(static_cast<std::uint32_t>(i_payload.size()), &image[OFF_PAYLOAD_SIZE]);
-  sg_put_unaligned_le32(Crc(i_payload.data(), i_payload.size()), &image[OFF_PAYLOAD_CRC]);
+  N_ByteOrder::PutLE32(&image[OFF_PAYLOAD_SIZE], static_cast<std::uint32_t>(i_payload.size()));
+  N_ByteOrder::PutLE32(&image[OFF_PAYLOAD_CRC], Crc(i_payload.data(), i_payload.size()));
   std::copy(i_payload.begin(), i_payload.end(), image.begin() + HEADER_SIZE);
   return image;
 }
@@ -61,17 +60,17 @@ C_SimFirmwareImage::C_SimFirmwareImage(const std::uint8_t* i_bytes, std::size_t 
     : m_bytes(i_bytes), m_size(i_size) {}
 
 std::size_t C_SimFirmwareImage::DeclaredSize() const {
-  if (m_size < HEADER_SIZE || sg_get_unaligned_le32(m_bytes + OFF_MAGIC) != MAGIC) return 0;
-  return HEADER_SIZE + sg_get_unaligned_le32(m_bytes + OFF_PAYLOAD_SIZE);
+  if (m_size < HEADER_SIZE || N_ByteOrder::GetLE32(m_bytes + OFF_MAGIC) != MAGIC) return 0;
+  return HEADER_SIZE + N_ByteOrder::GetLE32(m_bytes + OFF_PAYLOAD_SIZE);
 }
 
 C_SimFirmwareImage::E_Check C_SimFirmwareImage::CheckHeader(const std::string& i_product) const {
   if (m_size < HEADER_SIZE) {
-    return m_size >= 4 && sg_get_unaligned_le32(m_bytes) != MAGIC ? FIRMWARE_BAD_MAGIC
+    return m_size >= 4 && N_ByteOrder::GetLE32(m_bytes) != MAGIC ? FIRMWARE_BAD_MAGIC
                                                                    : FIRMWARE_TRUNCATED;
   }
-  if (sg_get_unaligned_le32(m_bytes + OFF_MAGIC) != MAGIC ||
-      sg_get_unaligned_le32(m_bytes + OFF_HEADER_SIZE) != HEADER_SIZE) {
+  if (N_ByteOrder::GetLE32(m_bytes + OFF_MAGIC) != MAGIC ||
+      N_ByteOrder::GetLE32(m_bytes + OFF_HEADER_SIZE) != HEADER_SIZE) {
     return FIRMWARE_BAD_MAGIC;
   }
   return Product() == i_product ? FIRMWARE_OK : FIRMWARE_WRONG_PRODUCT;
@@ -80,13 +79,20 @@ C_SimFirmwareImage::E_Check C_SimFirmwareImage::CheckHeader(const std::string& i
 C_SimFirmwareImage::E_Check C_SimFirmwareImage::Check(const std::string& i_product) const {
   E_Check header = CheckHeader(i_product);
   if (header != FIRMWARE_OK) return header;
+  const std::size_t payload = m_size - HEADER_SIZE;
+  const std::uint32_t crc = m_size == DeclaredSize() ? Crc(m_bytes + HEADER_SIZE, payload) : 0;
+  return CheckReceived(i_product, m_size, crc);
+}
+
+C_SimFirmwareImage::E_Check C_SimFirmwareImage::CheckReceived(const std::string& i_product,
+                                                              std::uint64_t i_size,
+                                                              std::uint32_t i_payloadCrc) const {
+  E_Check header = CheckHeader(i_product);
+  if (header != FIRMWARE_OK) return header;
   const std::size_t declared = DeclaredSize();
-  if (m_size < declared) return FIRMWARE_TRUNCATED;
-  if (m_size > declared) return FIRMWARE_OVERSIZED;
-  if (Crc(m_bytes + HEADER_SIZE, declared - HEADER_SIZE) !=
-      sg_get_unaligned_le32(m_bytes + OFF_PAYLOAD_CRC)) {
-    return FIRMWARE_BAD_CRC;
-  }
+  if (i_size < declared) return FIRMWARE_TRUNCATED;
+  if (i_size > declared) return FIRMWARE_OVERSIZED;
+  if (i_payloadCrc != N_ByteOrder::GetLE32(m_bytes + OFF_PAYLOAD_CRC)) return FIRMWARE_BAD_CRC;
   return FIRMWARE_OK;
 }
 

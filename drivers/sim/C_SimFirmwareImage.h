@@ -37,6 +37,11 @@ class C_SimFirmwareImage {
   // Parses i_bytes; Check() tells whether it fits a drive of i_product.
   C_SimFirmwareImage(const std::uint8_t* i_bytes, std::size_t i_size);
   E_Check Check(const std::string& i_product) const;
+  // Check of an image that was not kept whole: these bytes are its header,
+  // i_size bytes arrived in all, and i_payloadCrc is the CRC-32 of those
+  // after the header.
+  E_Check CheckReceived(const std::string& i_product, std::uint64_t i_size,
+                        std::uint32_t i_payloadCrc) const;
   // The checks the 64-byte header allows alone: magic and product.
   E_Check CheckHeader(const std::string& i_product) const;
   // The total size the header announces (header + payload), 0 before the

@@ -211,11 +211,17 @@ void from_json(const json& i_json, S_SimDrive& o_drive) {
   Optional(i_json, "requestFile", o_drive.requestFile);
 }
 
+json ControllerHead(const S_SimController& i_controller) {
+  json head = json{{"name", i_controller.name},     {"kind", i_controller.kind},
+                   {"vendor", i_controller.vendor}, {"product", i_controller.product},
+                   {"firmware", i_controller.firmware}};
+  if (!i_controller.ddffVersion.empty()) head["ddffVersion"] = i_controller.ddffVersion;
+  return head;
+}
+
 void to_json(json& o_json, const S_SimController& i_controller) {
-  o_json = json{{"name", i_controller.name},         {"kind", i_controller.kind},
-                {"vendor", i_controller.vendor},     {"product", i_controller.product},
-                {"firmware", i_controller.firmware}, {"drives", i_controller.drives}};
-  if (!i_controller.ddffVersion.empty()) o_json["ddffVersion"] = i_controller.ddffVersion;
+  o_json = ControllerHead(i_controller);
+  o_json["drives"] = i_controller.drives;
 }
 
 void from_json(const json& i_json, S_SimController& o_controller) {

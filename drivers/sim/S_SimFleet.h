@@ -65,6 +65,8 @@ void from_json(const nlohmann::json& i_json, S_SimFaults& o_faults);
 void to_json(nlohmann::json& o_json, const S_SimDrive& i_drive);
 void from_json(const nlohmann::json& i_json, S_SimDrive& o_drive);
 void to_json(nlohmann::json& o_json, const S_SimController& i_controller);
+// A controller's keys without its "drives".
+nlohmann::json ControllerHead(const S_SimController& i_controller);
 void from_json(const nlohmann::json& i_json, S_SimController& o_controller);
 void to_json(nlohmann::json& o_json, const S_SimFleet& i_fleet);
 void from_json(const nlohmann::json& i_json, S_SimFleet& o_fleet);

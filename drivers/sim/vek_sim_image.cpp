@@ -15,7 +15,7 @@
 namespace {
 
 void Write(const std::string& i_path, const std::vector<std::uint8_t>& i_image) {
-  C_SimStore::WriteFileAtomically(i_path, std::string(i_image.begin(), i_image.end()));
+  C_SimStore::WriteFile(i_path, std::string(i_image.begin(), i_image.end()));
 }
 
 // The revision a sample image installs: the drive's revision with its last

@@ -42,7 +42,7 @@ struct S_Program {
 
 class DeferScsiTargetTest : public C_TargetFixture<C_Target> {
  protected:
-  DeferScsiTargetTest() : m_array(m_controllerRecord, m_transient, m_store.Path()) {
+  DeferScsiTargetTest() : m_array(m_controllerRecord, m_store.Path()) {
     // "Dump=true" writes to the working directory: make it a temporary one.
     EXPECT_EQ(0, ::chdir(m_dumps.Path().c_str()));
     m_controller->AddAttribute("HasDDFF", "true");
@@ -57,7 +57,7 @@ class DeferScsiTargetTest : public C_TargetFixture<C_Target> {
                     T_Script::Handler([this](Driver::S_Command& c, const T_Recorded& r) {
                       if (int code = m_fault ? m_fault(r) : 0) return code;
                       bool changed = false;
-                      return m_array.Execute(c, changed);
+                      return m_array.Execute(c, m_transient, changed);
                     }));
   }
   ~DeferScsiTargetTest() override { EXPECT_EQ(0, ::chdir(m_previousDir.c_str())); }

@@ -1,18 +1,21 @@
+// The simulated driver and its state file. Flashes, faults and the deferred
+// flash as hosts see them are vekctl's tests (tests/tools); these are what
+// only the driver can be asked: fleet files, discovery, and the state shared
+// by threads and processes.
 #include "drivers/sim/C_SimDriver.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <fstream>
+#include <chrono>
+#include <future>
 #include <thread>
 
 #include "SimFleetTest.h"
+#include "device/C_Device.h"
 #include "drivers/sim/C_SimFirmwareImage.h"
 #include "drivers/sim/N_SimSense.h"
-#include "device/C_Device.h"
-#include "host/C_Exception.h"
 
 namespace {
 
@@ -23,102 +26,8 @@ T_Bytes Image(const std::string& i_product, const std::string& i_revision) {
                                    C_SimFirmwareImage::SamplePayload(i_product, i_revision, 70000));
 }
 
-class C_SimDriverTest : public ::testing::Test {
- protected:
-  std::string StatePath() const { return m_dir.File("state.json"); }
-  C_TempDir m_dir;
-};
-
-TEST_F(C_SimDriverTest, DefaultFleetEnumeratesWithIdentities) {
-  C_SimHost host(StatePath());
-  EXPECT_EQ(host.Ids(), (std::vector<std::string>{"hba0", "array0", "hba0:0", "hba0:1", "array0:0",
-                                                  "array0:1", "array0:2", "array0:3"}));
-  struct S_Case {
-    const char* id;
-    const char* vendor;
-    const char* product;
-    const char* revision;
-    const char* serial;
-  } cases[] = {
-      {"hba0:0", "KESTREL", "KS-4000", "0102", "KSL0A1B2C3"},
-      {"hba0:1", "HALCYON", "HC-900S", "A310", "HC77Z09312"},
-      {"array0:0", "ZQ", "ZQ-ATA-500", "0210", "ZQA5000000000000A001"},
-      {"array0:2", "ZQ", "ZQ-SAS-146", "ZQ05", "ZQS146C003"},
-  };
-  for (const S_Case& c : cases) {
-    SCOPED_TRACE(c.id);
-    EXPECT_EQ(host.Attribute(c.id, "VendorId"), c.vendor);
-    EXPECT_EQ(host.Attribute(c.id, "ProductId"), c.product);
-    EXPECT_EQ(host.Attribute(c.id, "FirmwareRev"), c.revision);
-    EXPECT_EQ(host.Attribute(c.id, "SerialNumber"), c.serial);
-  }
-  EXPECT_EQ(host.Attribute("array0:0", "DeviceType"), "0X9");
-  EXPECT_EQ(host.Attribute("array0:0", "pHasDDFF"), "true");
-  EXPECT_EQ(host.Attribute("array0", "HasDDFF"), "true");
-  EXPECT_EQ(host.Attribute("hba0", "HasDDFF"), "false");
-  // A second enumeration keeps the devices and adds none.
-  host.Enumerate();
-  EXPECT_EQ(host.Ids().size(), 8u);
-}
-
-// Direct flash of each kind; a refused image leaves the old revision, and the
-// sense says why. A new host (as a new process would) sees the outcome.
-TEST_F(C_SimDriverTest, DirectFlashShowsTheNewRevisionOrKeepsTheOld) {
-  struct S_Case {
-    const char* id;
-    const char* product;
-    const char* image;
-    int status;
-    const char* revision;
-    const char* sense;  // "$SenseData" after RequestSense: bytes 0-2, then 12-13
-  } cases[] = {
-      // The unit attention of the new firmware (3F/01) waits for REQUEST SENSE.
-      {"hba0:0", "KS-4000", "0103", 0, "0103", " 70  0  6 3f  1"},
-      {"array0:0", "ZQ-ATA-500", "0211", 0, "0211", nullptr},
-      // An image for another product: ILLEGAL REQUEST, invalid field in parameter list.
-      {"hba0:1", "KS-4000", "0103", N_SimSense::CHECK_CONDITION, "A310", " 70  0  5 26  0"},
-  };
-  {
-    C_SimHost host(StatePath());
-    for (const S_Case& c : cases) {
-      SCOPED_TRACE(c.id);
-      EXPECT_EQ(host.Flash(c.id, Image(c.product, c.image)), c.status);
-      if (!c.sense) continue;
-      EXPECT_EQ(host.Call(c.id, {"RequestSense"}), 0);
-      const std::string sense = host.Attribute(c.id, "$SenseData");
-      EXPECT_EQ(sense.substr(0, 9) + sense.substr(36, 6), c.sense) << sense;
-    }
-    EXPECT_GT(C_SimHost::Sleeps(), 0);  // the drives were busy for a few polls
-  }
-  C_SimHost later(StatePath());
-  for (const S_Case& c : cases) {
-    EXPECT_EQ(later.Attribute(c.id, "FirmwareRev"), c.revision) << c.id;
-  }
-}
-
-TEST_F(C_SimDriverTest, DriverFaultsReachTheHost) {
-  const std::string fleetPath = m_dir.File("fleet.json");
-  nlohmann::json fleet = S_SimFleet::Default();
-  fleet["controllers"][0]["drives"][0]["faults"] = {{"throwOnOpcode", 0x1B}};
-  fleet["controllers"][0]["drives"][1]["faults"] = {{"rejectChunk", 2}};
-  std::ofstream(fleetPath) << fleet.dump();
-  C_SimHost host(StatePath(), fleetPath);
-  EXPECT_THROW(host.Call("hba0:0", {"StartStopUnit", "0", "1"}), C_Exception);
-  EXPECT_EQ(host.Flash("hba0:1", Image("HC-900S", "A311")), N_SimSense::CHECK_CONDITION);
-  EXPECT_EQ(host.Attribute("hba0:1", "FirmwareRev"), "A310");
-}
-
-TEST_F(C_SimDriverTest, UnusableStateOrFleetFilesAreReportedAndKept) {
-  WriteFileBytes(StatePath(), "{ not json");
-  C_SimDriver::S_Options options;
-  options.statePath = StatePath();
-  C_SimDriver driver(options);
-  EXPECT_FALSE(driver.Init());
-  EXPECT_NE(driver.LastError().find(StatePath()), std::string::npos) << driver.LastError();
-  EXPECT_EQ(ReadFileBytes(StatePath()), "{ not json");  // never overwritten
-  driver.ResetState();
-  EXPECT_TRUE(driver.Init());
-
+TEST(C_SimDriverTest, FleetFilesAreCheckedAndDiscoveryKeepsItsDevices) {
+  C_TempDir dir;
   struct S_Case {
     const char* text;
     const char* complaint;
@@ -140,9 +49,11 @@ TEST_F(C_SimDriverTest, UnusableStateOrFleetFilesAreReportedAndKept) {
       {R"({"controllers":[{"name":"a","kind":"hba","drives":[{"number":0,"kind":"scsi","vendor":"v","product":"p","serial":"s","firmware":"f","modePages":{"08":[]}}]}]})",
        "mode page 08 must be 20 bytes"},
   };
+  C_SimDriver::S_Options options;
+  options.statePath = dir.File("state.json");
   for (const S_Case& c : fleets) {
-    WriteFileBytes(m_dir.File("bad.json"), c.text);
-    options.fleetPath = m_dir.File("bad.json");
+    WriteFileBytes(dir.File("bad.json"), c.text);
+    options.fleetPath = dir.File("bad.json");
     try {
       C_SimDriver bad(options);
       ADD_FAILURE() << "accepted: " << c.text;
@@ -150,32 +61,48 @@ TEST_F(C_SimDriverTest, UnusableStateOrFleetFilesAreReportedAndKept) {
       EXPECT_NE(std::string(e.what()).find(c.complaint), std::string::npos) << e.what();
     }
   }
+
+  C_SimHost host(dir.File("state.json"));
+  EXPECT_EQ(host.Ids(), (std::vector<std::string>{"hba0", "array0", "hba0:0", "hba0:1", "array0:0",
+                                                  "array0:1", "array0:2", "array0:3"}));
+  EXPECT_EQ(host.Attribute("array0:1", "FirmwareRev"), "0305");  // identified in parallel
+  host.Enumerate();  // keeps the devices and adds none
+  EXPECT_EQ(host.Ids().size(), 8u);
 }
 
-TEST_F(C_SimDriverTest, ConcurrentProcessesNeverLoseAnUpdate) {
-  C_SimStore store(StatePath(), S_SimFleet::Default());
-  store.Update([](S_SimFleet& f) { f.controllers[0].drives[0].busyPolls = 0; return true; });
+// Two processes, each with its own copy of the state: one drive both
+// change, one drive each. No change of either is lost: a drive is used by
+// one process at a time, and a write merges its drives into the newest file.
+TEST(C_SimDriverTest, ConcurrentProcessesNeverLoseAnUpdate) {
+  C_TempDir dir;
   const int kRounds = 40;
-  pid_t child = fork();
+  const pid_t child = fork();
   ASSERT_GE(child, 0);
-  for (int i = 0; i < kRounds; ++i) {
-    store.Update([](S_SimFleet& f) {
-      ++f.controllers[0].drives[0].busyPolls;
-      return true;
-    });
+  {
+    C_SimStore store(dir.File("state.json"), S_SimFleet::Default());
+    const std::pair<const char*, int> own = child == 0 ? std::make_pair("array0", 0)
+                                                       : std::make_pair("hba0", 1);
+    for (int i = 0; i < kRounds; ++i) {
+      for (const auto& drive : {std::make_pair("hba0", 0), own}) {
+        C_SimStore::C_Hold hold(store, drive.first, {drive.second});
+        ++hold.Controller()->drives.at(0).busyPolls;
+        hold.Commit();
+      }
+    }
   }
   if (child == 0) _exit(0);
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(store.Read().controllers[0].drives[0].busyPolls, 2 * kRounds);
+  S_SimFleet state = C_SimStore(dir.File("state.json"), S_SimFleet()).Read();
+  EXPECT_EQ(state.FindDrive("hba0", 0)->busyPolls, 3 + 2 * kRounds);
+  EXPECT_EQ(state.FindDrive("hba0", 1)->busyPolls, 3 + kRounds);
+  EXPECT_EQ(state.FindDrive("array0", 0)->busyPolls, 3 + kRounds);
 }
 
-}  // namespace
-
-namespace {
-
-// One host thread per drive, as a fleet flash runs: the driver's shared
-// state is locked, so every drive ends on its new revision.
+// One host thread per drive, as a fleet flash runs: each drive's changes
+// are written through, together with the others', and another view of the
+// state (another process's) sees all of them; a change made there is seen
+// here at the next command.
 TEST(C_SimDriverConcurrencyTest, DrivesFlashInParallelFromSeveralThreads) {
   C_TempDir dir;
   C_SimHost host(dir.File("state.json"));
@@ -201,10 +128,43 @@ TEST(C_SimDriverConcurrencyTest, DrivesFlashInParallelFromSeveralThreads) {
     });
   }
   for (std::thread& t : threads) t.join();
+
+  C_SimHost other(dir.File("state.json"));
   for (S_Job& job : jobs) {
     EXPECT_EQ(job.result, 0) << job.id;
-    EXPECT_EQ(host.Attribute(job.id, "FirmwareRev"), job.revision) << job.id;
+    EXPECT_EQ(other.Attribute(job.id, "FirmwareRev"), job.revision) << job.id;
   }
+  ASSERT_EQ(other.Call("hba0:1", {"StartStopUnit", "0", "0"}), 0);  // stop
+  EXPECT_EQ(host.Call("hba0:1", {"TestUnitReady"}), N_SimSense::CHECK_CONDITION);
+}
+
+// A drive held by one command (here by another view of the state, as
+// another process holds it) keeps out only that drive: a command for a
+// second drive goes through, one for the same drive waits until it ends.
+TEST(C_SimDriverConcurrencyTest, AHeldDriveKeepsOutOnlyItself) {
+  C_TempDir dir;
+  C_SimStore mine(dir.File("state.json"), S_SimFleet::Default());
+  C_SimStore theirs(dir.File("state.json"), S_SimFleet::Default());
+  auto bump = [&theirs](int i_drive) {
+    return std::async(std::launch::async, [&theirs, i_drive] {
+      C_SimStore::C_Hold hold(theirs, "hba0", {i_drive});
+      ++hold.Controller()->drives.at(0).busyPolls;
+      hold.Commit();
+    });
+  };
+  std::future<void> other, same;
+  {
+    C_SimStore::C_Hold hold(mine, "hba0", {0});
+    other = bump(1);
+    EXPECT_EQ(other.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    same = bump(0);
+    EXPECT_EQ(same.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+  }
+  other.get();
+  same.get();
+  S_SimFleet state = mine.Read();
+  EXPECT_EQ(state.FindDrive("hba0", 0)->busyPolls, 4);
+  EXPECT_EQ(state.FindDrive("hba0", 1)->busyPolls, 4);
 }
 
 }  // namespace
