@@ -28,37 +28,35 @@ T_Bytes Image(const std::string& i_product, const std::string& i_revision) {
 
 TEST(C_SimDriverTest, FleetFilesAreCheckedAndDiscoveryKeepsItsDevices) {
   C_TempDir dir;
-  struct S_Case {
-    const char* text;
-    const char* complaint;
-  } fleets[] = {
+  // A fleet of one hba with one drive: its number, its kind and more keys.
+  auto fleet = [](const std::string& i_drive) {
+    return R"({"controllers":[{"name":"a","kind":"hba","drives":[{"number":)" + i_drive +
+           R"(,"vendor":"v","product":"p","serial":"s","firmware":"f"}]}]})";
+  };
+  const std::pair<std::string, const char*> fleets[] = {
       {R"({"controllers":[{"name":"a","kind":"raid"}]})", "controller kind \"raid\""},
-      {R"({"controllers":[{"name":"a","kind":"hba","drives":[{"number":1,"kind":"ata","vendor":"v","product":"p","serial":"s","firmware":"f"}]}]})",
-       "needs an array controller"},
-      {R"({"controllers":[{"name":"a","kind":"hba","drives":[{"number":1,"kind":"scsi","vendor":"v","product":"p","serial":"s","firmware":"f","fualts":{}}]}]})",
-       "unknown key \"fualts\""},
+      {fleet(R"(1,"kind":"ata")"), "needs an array controller"},
+      {fleet(R"(1,"kind":"scsi","fualts":{})"), "unknown key \"fualts\""},
       // Numbers that nlohmann would convert unchecked (found by fuzzing).
-      {R"({"controllers":[{"name":"a","kind":"hba","drives":[{"number":0,"kind":"scsi","vendor":"v","product":"p","serial":"s","firmware":"f","modePages":{"01":[1,6e75]}}]}]})",
+      {fleet(R"(0,"kind":"scsi","modePages":{"01":[1,6e75]})"),
        "modePages must be an integer from 0 to 255, not 6e+75"},
-      {R"({"controllers":[{"name":"a","kind":"hba","drives":[{"number":4294967296,"kind":"scsi","vendor":"v","product":"p","serial":"s","firmware":"f"}]}]})",
-       "number must be an integer"},
+      {fleet(R"(4294967296,"kind":"scsi")"), "number must be an integer"},
       {R"({"version":1e300,"controllers":[]})", "unsupported fleet version"},
       // Pages the drive model cannot answer for (found by fuzzing).
-      {R"({"controllers":[{"name":"a","kind":"hba","drives":[{"number":0,"kind":"scsi","vendor":"v","product":"p","serial":"s","firmware":"f","modePages":{"3F":[63,1,0]}}]}]})",
+      {fleet(R"(0,"kind":"scsi","modePages":{"3F":[63,1,0]})"),
        "mode page \"3F\" is not one of 01, 08, 0A"},
-      {R"({"controllers":[{"name":"a","kind":"hba","drives":[{"number":0,"kind":"scsi","vendor":"v","product":"p","serial":"s","firmware":"f","modePages":{"08":[]}}]}]})",
-       "mode page 08 must be 20 bytes"},
+      {fleet(R"(0,"kind":"scsi","modePages":{"08":[]})"), "mode page 08 must be 20 bytes"},
   };
   C_SimDriver::S_Options options;
   options.statePath = dir.File("state.json");
-  for (const S_Case& c : fleets) {
-    WriteFileBytes(dir.File("bad.json"), c.text);
+  for (const auto& c : fleets) {
+    WriteFileBytes(dir.File("bad.json"), c.first);
     options.fleetPath = dir.File("bad.json");
     try {
       C_SimDriver bad(options);
-      ADD_FAILURE() << "accepted: " << c.text;
+      ADD_FAILURE() << "accepted: " << c.first;
     } catch (const C_SimStore::C_Error& e) {
-      EXPECT_NE(std::string(e.what()).find(c.complaint), std::string::npos) << e.what();
+      EXPECT_NE(std::string(e.what()).find(c.second), std::string::npos) << e.what();
     }
   }
 

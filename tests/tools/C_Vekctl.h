@@ -3,6 +3,8 @@
 
 #ifdef VEKCTL_FILE
 
+#include <gtest/gtest.h>
+
 #include <map>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -63,6 +65,11 @@ class C_Vekctl {
   std::vector<std::string> m_env;
 };
 
+// Whether i_text holds i_part; a failure shows the whole text.
+inline testing::AssertionResult Has(const std::string& i_text, const std::string& i_part) {
+  if (i_text.find(i_part) != std::string::npos) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << "no \"" << i_part << "\" in:\n" << i_text;
+}
 
 #endif
 #endif

@@ -66,7 +66,7 @@ TEST(VekctlFileTest, VerifyNamesTheFirstFault) {
     WriteFileBytes(file, bad);
     const C_Vekctl::S_Result verify = vekctl.Run({"ddff", "verify", file});
     EXPECT_EQ(verify.status, 4);
-    EXPECT_NE(verify.err.find(c.complaint), std::string::npos) << verify.err;
+    EXPECT_TRUE(Has(verify.err, c.complaint));
     EXPECT_EQ(vekctl.Run({"ddff", "dump", file}).status, 4);
   }
   EXPECT_EQ(vekctl.Run({"ddff", "verify", vekctl.File("missing")}).status, 3);
@@ -94,7 +94,7 @@ TEST(VekctlFileTest, CloakAndUncloakRoundTrip) {
   for (const auto& c : cases) {
     const C_Vekctl::S_Result bad = vekctl.Run({c.command, plain, c.out});
     EXPECT_EQ(bad.status, 3);
-    EXPECT_NE(bad.err.find(c.complaint), std::string::npos) << bad.err;
+    EXPECT_TRUE(Has(bad.err, c.complaint));
     EXPECT_EQ(access(c.out.c_str(), F_OK), -1);
   }
 }
