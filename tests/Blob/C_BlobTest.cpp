@@ -23,12 +23,9 @@ const unsigned kTextLength = sizeof kText - 1;
 
 TEST(C_BlobTest, NullOrZeroLengthLeavesBlobEmpty) {
   const unsigned char bytes[] = {1, 2, 3};
-  struct S_Case {
-    const void* data;
-    unsigned length;
-    bool adopt;
-  } cases[] = {{bytes, 0, false}, {bytes, 0, true}, {nullptr, 3, false}, {nullptr, 3, true}};
-  for (const S_Case& c : cases) {
+  const struct { const void* data; unsigned length; bool adopt; } cases[] = {
+      {bytes, 0, false}, {bytes, 0, true}, {nullptr, 3, false}, {nullptr, 3, true}};
+  for (const auto& c : cases) {
     C_Blob blob(kText, kTextLength, false);
     blob.SetData(c.data, c.length, c.adopt);  // an adopted stack array would be freed: ASan would tell
     EXPECT_FALSE(blob.HasData());
@@ -148,42 +145,30 @@ TEST(C_BlobTest, AllocationFailureIsReportedAsBadAlloc) {
 
 // Reference counting under contention; also run under ThreadSanitizer (the
 // suite name matches the threaded-test filter of ./run).
-
-const int kThreads = 8;
-const int kRounds = 20000;
-
-// Starts all threads together so that they really overlap.
-template <class F>
-void RunTogether(F i_work) {
-  std::atomic<bool> go{false};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&go, &i_work, t] {
-      while (!go.load()) std::this_thread::yield();
-      i_work(t);
-    });
-  }
-  go.store(true);
-  for (std::thread& thread : threads) thread.join();
-}
-
 // Threads copy, assign and drop handles to one buffer; the count must come
 // back to exactly the main thread's one reference, and the bytes stay put.
 TEST(C_BlobConcurrencyTest, CopiesAndDropsKeepTheCount) {
   const unsigned char bytes[] = {1, 2, 3, 4, 5, 6, 7, 8};
   C_Blob shared(bytes, sizeof bytes, false);
   std::atomic<int> badReads{0};
-  RunTogether([&](int) {
-    C_Blob mine;
-    for (int i = 0; i < kRounds; ++i) {
-      C_Blob copy(shared);
-      mine = copy;
-      unsigned length = 0;
-      const unsigned char* data = mine.GetData(length);
-      if (length != sizeof bytes || data[7] != 8) badReads.fetch_add(1);
-      if (i % 3 == 0) mine.ClearData();
-    }
-  });
+  std::atomic<bool> go{false};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 8; ++t) {
+    threads.emplace_back([&] {
+      while (!go.load()) std::this_thread::yield();  // all start together, so they really overlap
+      C_Blob mine;
+      for (int i = 0; i < 20000; ++i) {
+        C_Blob copy(shared);
+        mine = copy;
+        unsigned length = 0;
+        const unsigned char* data = mine.GetData(length);
+        if (length != sizeof bytes || data[7] != 8) badReads.fetch_add(1);
+        if (i % 3 == 0) mine.ClearData();
+      }
+    });
+  }
+  go.store(true);
+  for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(badReads.load(), 0);
   EXPECT_EQ(shared.GetSharedData().GetReferenceCount(), 1);
 }

@@ -109,9 +109,7 @@ TEST(C_DDFFTest, LayoutWithInstructionsAndImage) {
             std::string(reinterpret_cast<const char*>(sample.request.GetInstruction(0).GetAsData()), 40));
   EXPECT_EQ(image.substr(284, 600), std::string(sample.image.begin(), sample.image.end()));
   EXPECT_EQ(image.substr(884), std::string(140, '\0'));
-  EXPECT_EQ(Get32(image, 32), ReferenceCrc(image.data() + 92, 192));
-  EXPECT_EQ(Get32(image, 44), ReferenceCrc(sample.image.data(), 600));
-  EXPECT_EQ(Get32(image, 8), ReferenceCrc(image.data() + 12, 36));
+  // Its CRCs: pinned by DumpTest's fixture image, which holds records and data.
   EXPECT_EQ(sample.request.FixupHeader(), 884u);
 
   // A total that is already a multiple of 512 gets no padding: 204 + 40 + 780.

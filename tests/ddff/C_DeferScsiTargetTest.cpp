@@ -322,9 +322,8 @@ class C_RecordingTarget : public C_DeferScsiTarget {
     return 42;
   }
   const void* image = nullptr;
-  unsigned int length = 0;
   C_DDFF* request = nullptr;
-  unsigned int arguments = 0;
+  unsigned int length = 0, arguments = 0;
 };
 
 // Image address, length, request address, then named switches "Name=value":

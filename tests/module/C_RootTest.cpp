@@ -37,9 +37,7 @@ TEST(C_RootTest, ForwardsToItsDriverAndDestroysItFirst) {
     driver->Attach(&root, device, new C_QarnTargetId("c", 1));
     device->m_onDestroy = [&log](C_FakeDevice*) { log.push_back("device"); };
     std::uint8_t cdb[6] = {0x00};
-    Driver::S_Command command = {};
-    command.cdb = cdb;
-    command.cdbLength = 6;
+    Driver::S_Command command = {cdb, 6, nullptr, 0, nullptr, 0, 0, 0, 0};
     EXPECT_EQ(root.ForwardCommand(&command, device), 0x1234);
     ASSERT_EQ(driver->Commands().size(), 1u);
     EXPECT_EQ(driver->Commands()[0].device, device);

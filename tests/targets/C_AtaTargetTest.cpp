@@ -81,11 +81,8 @@ TEST_F(AtaTargetTest, ParentHasDDFFAndControllerDeviceType) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.controllerId);
-    if (c.parentHasDDFF) {
-      m_controller->AddAttribute("HasDDFF", c.parentHasDDFF);
-    } else {
-      m_controller->RemoveAttribute("HasDDFF");
-    }
+    m_controller->RemoveAttribute("HasDDFF");
+    if (c.parentHasDDFF) m_controller->AddAttribute("HasDDFF", c.parentHasDDFF);
     C_AtaTarget* target = AttachAnother(new C_AtaTarget(c.controllerId, c.driveType));
     ReplyIdentify();
     ASSERT_EQ(0, CallOp(*target, {"Inquiry"}));

@@ -13,11 +13,7 @@ namespace {
 
 // Which catalog the search takes, for installed locales and a wanted one.
 TEST(C_StringTable, LocaleFallbackChain) {
-  struct {
-    const char* wanted;
-    std::set<std::string> installed;
-    const char* taken;  // "" for none
-  } const cases[] = {
+  const struct { const char* wanted; std::set<std::string> installed; const char* taken; /* "" none */ } cases[] = {
       {"de_DE.UTF-8@euro", {"de_DE.UTF-8@euro", "de"}, "de_DE.UTF-8@euro"},
       {"de_DE.UTF-8@euro", {"de_DE.UTF-8", "de"}, "de_DE.UTF-8"},
       {"de_DE.UTF-8@euro", {"de_DE", "de", "en_US"}, "de_DE"},

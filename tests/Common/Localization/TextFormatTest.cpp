@@ -8,19 +8,6 @@ namespace {
 
 using Local::C_Text;
 
-C_Text Arguments() {
-  C_Text text;
-  text.AddArg("count", 7);
-  text.AddArg("name", std::string("disk"));
-  text.AddArg("big", 4000000000ul);
-  text.AddArg("neg", -5l);
-  text.AddArg("u", 9u);
-  text.AddArg("ratio", 2.5);
-  text.AddArg("a.b-c:d_e", 1);
-  text.AddArg("when", C_Time(1719835200));  // 2024-07-01 12:00 UTC: 2024 in every time zone
-  return text;
-}
-
 // The markup, its errors and its recovery: an error drops the character
 // that caused it and whatever was pending, and the text goes on.
 TEST(TextFormat, Markup) {
@@ -65,7 +52,15 @@ TEST(TextFormat, Markup) {
       {"default formats", "<big> <neg> <u> <ratio> <name>", "4000000000 -5 9 2.500000 disk"},
       {"output before an error stays", "ok <count> &bad; <name>", "ok 7  disk"},
   };
-  const C_Text text = Arguments();
+  C_Text text;
+  text.AddArg("count", 7);
+  text.AddArg("name", std::string("disk"));
+  text.AddArg("big", 4000000000ul);
+  text.AddArg("neg", -5l);
+  text.AddArg("u", 9u);
+  text.AddArg("ratio", 2.5);
+  text.AddArg("a.b-c:d_e", 1);
+  text.AddArg("when", C_Time(1719835200));  // 2024-07-01 12:00 UTC: 2024 in every time zone
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     EXPECT_EQ(Local::Format::printf(c.templ, text), c.expected);

@@ -8,14 +8,12 @@
 namespace {
 
 TEST(FormatIntervalTest, Table) {
-  struct S_Case { long seconds; const char* text; } cases[] = {
+  const struct { long seconds; const char* text; } cases[] = {
       {61, " 0:01:01"}, {86399, "23:59:59"}, {86400, "1 days,  0:00:00"},
       {10 * 86400 + 13 * 3600 + 7, "10 days, 13:00:07"}, {-61, " 0:-1:-1"},
       {-90061, "-1:-1:-1"},  // no day part below zero: hours keep only the remainder
   };
-  for (const S_Case& c : cases) {
-    EXPECT_EQ(c.text, FormatInterval(c.seconds)) << c.seconds;
-  }
+  for (const auto& c : cases) EXPECT_EQ(c.text, FormatInterval(c.seconds)) << c.seconds;
 }
 
 std::vector<struct timespec> g_requests;
@@ -32,12 +30,9 @@ TEST(SleepMilliSecondsTest, OneHookCallSplitIntoSecondsAndNanoseconds) {
     T_SleepHook hook;
     ~S_Restore() { SetSleepHook(hook); }
   } restore{SetSleepHook(&RecordSleep)};
-  struct S_Case {
-    int milliseconds;
-    long seconds, nanoseconds;
-    int answer;
-  } cases[] = {{999, 0, 999000000, 0}, {1000, 1, 0, 0}, {15500, 15, 500000000, -1}};
-  for (const S_Case& c : cases) {
+  const struct { int milliseconds; long seconds, nanoseconds; int answer; } cases[] = {
+      {999, 0, 999000000, 0}, {1000, 1, 0, 0}, {15500, 15, 500000000, -1}};
+  for (const auto& c : cases) {
     g_requests.clear();
     g_answer = c.answer;
     EXPECT_EQ(SleepMilliSeconds(c.milliseconds), c.answer == 0);  // interrupted: false, once
