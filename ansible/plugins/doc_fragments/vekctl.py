@@ -1,5 +1,5 @@
 class ModuleDocFragment(object):
-    # The options every vek.firmware module takes (COMMON_ARGUMENT_SPEC in
+    # The options every vek.firmware module takes (COMMON_OPTIONS in
     # module_utils/vekctl.py).
     DOCUMENTATION = r'''
 options:

@@ -32,7 +32,7 @@ READ_BACK_VERDICTS = ('success', 'unchanged', 'failed', 'unexpected')
 
 # The options both modules take: where vekctl is and which controller driver
 # it uses (documented in the vek.firmware.vekctl doc fragment).
-COMMON_ARGUMENT_SPEC = {
+COMMON_OPTIONS = {
     'vekctl': {'type': 'str', 'default': 'vekctl'},
     'driver': {'type': 'str', 'choices': ['sim', 'linux']},
     'sim_state': {'type': 'path'},

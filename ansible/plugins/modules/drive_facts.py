@@ -62,11 +62,11 @@ exit_status:
 
 from ansible.module_utils.basic import AnsibleModule
 from ansible_collections.vek.firmware.plugins.module_utils.vekctl import (
-    COMMON_ARGUMENT_SPEC, VekctlError, drive_facts, list_args, read_document)
+    COMMON_OPTIONS, VekctlError, drive_facts, list_args, read_document)
 
 
 def main():
-    module = AnsibleModule(argument_spec=dict(COMMON_ARGUMENT_SPEC), supports_check_mode=True)
+    module = AnsibleModule(argument_spec=dict(COMMON_OPTIONS), supports_check_mode=True)
     params = dict(module.params)
     if '/' not in params['vekctl']:
         params['vekctl'] = module.get_bin_path(params['vekctl'], required=True)

@@ -128,11 +128,11 @@ reason:
 
 from ansible.module_utils.basic import AnsibleModule
 from ansible_collections.vek.firmware.plugins.module_utils.vekctl import (
-    COMMON_ARGUMENT_SPEC, VekctlError, flash_args, flash_outcome, read_document)
+    COMMON_OPTIONS, VekctlError, flash_args, flash_outcome, read_document)
 
 
 def main():
-    spec = dict(COMMON_ARGUMENT_SPEC,
+    options = dict(COMMON_OPTIONS,
                 image=dict(type='path', required=True),
                 drives=dict(type='list', elements='str'),
                 product=dict(type='str'),
@@ -140,7 +140,7 @@ def main():
                 expect=dict(type='str'),
                 jobs=dict(type='int'),
                 force=dict(type='bool', default=False))
-    module = AnsibleModule(argument_spec=spec, supports_check_mode=True,
+    module = AnsibleModule(argument_spec=options, supports_check_mode=True,
                            required_one_of=[['drives', 'product']])
     params = dict(module.params)
     try:
